@@ -1,0 +1,62 @@
+# How everything in the project is compiled and linked.
+
+set(CMAKE_CXX_STANDARD 23)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_OBJCXX_STANDARD 23)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+include(CheckPIESupported)
+check_pie_supported()
+
+add_library(kestrane_settings INTERFACE)
+target_include_directories(kestrane_settings INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(kestrane_settings INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-align
+    -Wnon-virtual-dtor -Woverloaded-virtual -Wnull-dereference -Wformat=2 -Wundef
+    -fstack-protector-strong -ffunction-sections -fdata-sections -fvisibility=hidden)
+# Designated initialisers leave members out on purpose: those keep the value that their record gives them.
+target_compile_options(kestrane_settings INTERFACE -Wno-missing-field-initializers)
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    target_compile_options(kestrane_settings INTERFACE -Wno-missing-designated-field-initializers)
+endif()
+if(KESTRANE_WARNINGS_AS_ERRORS)
+    target_compile_options(kestrane_settings INTERFACE -Werror)
+endif()
+
+if(KESTRANE_SANITIZE)
+    set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_compile_options(${sanitizers})
+    add_link_options(${sanitizers})
+else()
+    # Fortification takes effect in optimised code alone.
+    target_compile_options(kestrane_settings INTERFACE
+        $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+endif()
+
+if(KESTRANE_BUILD_FUZZERS)
+    # Fuzzers are led by what they reach, also in the code under test.
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
+# What only the shipped executable needs.
+add_library(kestrane_link_settings INTERFACE)
+if(APPLE)
+    target_link_options(kestrane_link_settings INTERFACE -Wl,-dead_strip)
+else()
+    target_link_options(kestrane_link_settings INTERFACE
+        -Wl,--gc-sections -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,--as-needed)
+    if(NOT KESTRANE_SANITIZE)
+        # The C library stays dynamic: a static one cannot look up every user in the password database.
+        target_link_options(kestrane_link_settings INTERFACE -static-libstdc++ -static-libgcc)
+    endif()
+endif()
+
+# One static library for one folder of sources.
+function(kestrane_add_room name)
+    cmake_parse_arguments(PARSE_ARGV 1 room "" "" "SOURCES;USES")
+    add_library(kestrane_${name} STATIC ${room_SOURCES})
+    list(TRANSFORM room_USES PREPEND kestrane_)
+    target_link_libraries(kestrane_${name} PUBLIC kestrane_settings ${room_USES})
+endfunction()

@@ -1,0 +1,55 @@
+#include "platform/descriptor_io.h"
+
+#include <cerrno>
+
+#include <poll.h>
+#include <unistd.h>
+
+namespace platform {
+
+namespace {
+
+// Whether the failed call is worth making again; waits until it is, if the descriptor is set not to
+// block.
+bool shouldTryAgain(int error, int descriptor, short awaitedEvent)
+{
+    if (error == EINTR)
+        return true;
+    if (error != EAGAIN && error != EWOULDBLOCK)
+        return false;
+    pollfd waiting { .fd = descriptor, .events = awaitedEvent, .revents = 0 };
+    constexpr int withoutTimeLimit = -1;
+    return ::poll(&waiting, 1, withoutTimeLimit) > 0 || errno == EINTR;
+}
+
+} // namespace
+
+FileResult<std::size_t> readSome(int descriptor, std::span<char> buffer)
+{
+    for (;;) {
+        const ssize_t count = ::read(descriptor, buffer.data(), buffer.size());
+        if (count >= 0)
+            return static_cast<std::size_t>(count);
+        const int error = errno;
+        if (!shouldTryAgain(error, descriptor, POLLIN))
+            return std::unexpected(FileError { error });
+    }
+}
+
+FileResult<void> writeAll(int descriptor, std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
+        if (count > 0) {
+            bytes.remove_prefix(static_cast<std::size_t>(count));
+            continue;
+        }
+        // Nothing written and no reason given: asking for ever would not help.
+        const int error = count < 0 ? errno : EIO;
+        if (!shouldTryAgain(error, descriptor, POLLOUT))
+            return std::unexpected(FileError { error });
+    }
+    return {};
+}
+
+} // namespace platform

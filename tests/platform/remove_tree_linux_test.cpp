@@ -1,0 +1,109 @@
+// Trees in which items are exchanged for links while they are removed. This program's own
+// `unlinkat` stands before the C library's here, so that an exchange takes place exactly between
+// two calls.
+
+#include "platform/remove_tree.h"
+#include "tests/support/file_cases.h"
+#include "tests/support/temporary_directory.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+// What is to be done once after a call for an item of that name and with those flags.
+struct Interference {
+    std::string_view name;
+    int flags = 0;
+    std::function<void()> action;
+};
+
+Interference pending;
+
+void interfereAfter(std::string_view name, int flags)
+{
+    if (pending.action && name.ends_with(pending.name) && flags == pending.flags)
+        std::exchange(pending.action, nullptr)();
+}
+
+} // namespace
+
+extern "C" int unlinkat(int directory, const char* name, int flags) noexcept
+{
+    const long result = ::syscall(SYS_unlinkat, directory, name, flags);
+    const int error = errno;
+    interfereAfter(name, flags);
+    errno = error;
+    return static_cast<int>(result);
+}
+
+namespace {
+
+using namespace support;
+
+constexpr int removeFile = 0;
+
+// A tree x with the file x/inner/file, and beside it the file out/file that a link may lead to.
+class RemoveTreeMeanwhile : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        writeFile(directory_ / "x/inner/file", "1");
+        writeFile(directory_ / "out/file", "1");
+    }
+
+    // Has the item exchanged for a link to "out" after that call for it; yields what the removal
+    // comes to.
+    [[nodiscard]] std::string removeWhileExchanging(const std::string& item, int afterFlags)
+    {
+        pending = { .name = item, .flags = afterFlags, .action = [this, item] {
+                       const std::string path = directory_ / (item == "x" ? "x" : "x/" + item);
+                       std::filesystem::rename(path, directory_ / "aside");
+                       makeSymbolicLink(directory_ / "out", path);
+                   } };
+        std::string result = outcome(platform::removeTree(directory_ / "x"));
+        EXPECT_EQ(pending.action, nullptr) << "nothing was exchanged";
+        return result;
+    }
+
+    [[nodiscard]] std::string describe(const std::string& name) const
+    {
+        return describeItem(directory_ / name);
+    }
+
+private:
+    TemporaryDirectory directory_;
+};
+
+TEST_F(RemoveTreeMeanwhile, FollowsNoLinkThatTookTheTreesPlace)
+{
+    EXPECT_EQ(removeWhileExchanging("x", AT_REMOVEDIR), failure(ENOTDIR));
+    EXPECT_EQ(describe("out/file"), "file 0600 1 B");
+    EXPECT_EQ(describe("x"), "link");
+}
+
+TEST_F(RemoveTreeMeanwhile, FollowsNoLinkThatTookTheTreesPlaceBeforeItWasTakenForADirectory)
+{
+    EXPECT_EQ(removeWhileExchanging("x", removeFile), failure(EISDIR));
+    EXPECT_EQ(describe("out/file"), "file 0600 1 B");
+    EXPECT_EQ(describe("x"), "link");
+}
+
+TEST_F(RemoveTreeMeanwhile, FollowsNoLinkThatTookAnInnerDirectorysPlace)
+{
+    EXPECT_EQ(removeWhileExchanging("inner", AT_REMOVEDIR), failure(ENOTDIR));
+    EXPECT_EQ(describe("out/file"), "file 0600 1 B");
+    EXPECT_EQ(describe("x/inner"), "link");
+}
+
+} // namespace

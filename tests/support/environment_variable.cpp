@@ -1,0 +1,33 @@
+#include "tests/support/environment_variable.h"
+
+#include <cstdlib>
+#include <utility>
+
+namespace support {
+
+namespace {
+
+void set(const std::string& name, const std::optional<std::string>& value)
+{
+    if (value)
+        ::setenv(name.c_str(), value->c_str(), 1);
+    else
+        ::unsetenv(name.c_str());
+}
+
+} // namespace
+
+ScopedVariable::ScopedVariable(std::string name, const std::optional<std::string>& value)
+    : name_(std::move(name))
+{
+    if (const char* const current = std::getenv(name_.c_str()); current != nullptr)
+        previous_ = current;
+    set(name_, value);
+}
+
+ScopedVariable::~ScopedVariable()
+{
+    set(name_, previous_);
+}
+
+} // namespace support

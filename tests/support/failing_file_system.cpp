@@ -1,0 +1,151 @@
+#include "tests/support/failing_file_system.h"
+
+#include <utility>
+
+namespace support {
+
+using platform::FileResult;
+using platform::OpenFile;
+
+FailingFileSystem::FailingFileSystem(const platform::FileSystem& wrapped)
+    : wrapped_(wrapped)
+{
+}
+
+void FailingFileSystem::failCall(int number, int code)
+{
+    callsUntilFailure_ = number;
+    failureCode_ = code;
+}
+
+void FailingFileSystem::failOperation(FileOperation operation, int code)
+{
+    failingOperation_ = operation;
+    failureCode_ = code;
+}
+
+void FailingFileSystem::beforeCall(std::function<void(FileOperation, const std::string&)> action)
+{
+    beforeCall_ = std::move(action);
+}
+
+std::optional<platform::FileError> FailingFileSystem::called(
+    FileOperation operation, const std::string& path) const
+{
+    calls_.push_back(operation);
+    if (beforeCall_)
+        beforeCall_(operation, path);
+    const bool isNumberedCall = callsUntilFailure_ > 0 && --callsUntilFailure_ == 0;
+    if (isNumberedCall || operation == failingOperation_)
+        return platform::FileError { failureCode_ };
+    return std::nullopt;
+}
+
+// What is handed out is closed through this file system, so that closing is seen; the files of the
+// wrapped one are kept until then.
+FileResult<OpenFile> FailingFileSystem::opened(FileResult<OpenFile> file) const
+{
+    if (!file)
+        return file;
+    const int number = file->number();
+    openFiles_.emplace(number, *std::move(file));
+    return OpenFile(*this, number);
+}
+
+FileResult<OpenFile> FailingFileSystem::openForReading(const std::string& path) const
+{
+    if (const auto error = called(FileOperation::openForReading, path))
+        return std::unexpected(*error);
+    return opened(wrapped_.openForReading(path));
+}
+
+FileResult<OpenFile> FailingFileSystem::createFile(const std::string& path) const
+{
+    if (const auto error = called(FileOperation::createFile, path))
+        return std::unexpected(*error);
+    return opened(wrapped_.createFile(path));
+}
+
+FileResult<platform::FileAttributes> FailingFileSystem::attributes(const OpenFile& file) const
+{
+    if (const auto error = called(FileOperation::attributesOfOpenFile, {}))
+        return std::unexpected(*error);
+    return wrapped_.attributes(file);
+}
+
+FileResult<platform::FileAttributes> FailingFileSystem::attributes(const std::string& path) const
+{
+    if (const auto error = called(FileOperation::attributesOfPath, path))
+        return std::unexpected(*error);
+    return wrapped_.attributes(path);
+}
+
+FileResult<std::size_t> FailingFileSystem::read(const OpenFile& file, std::span<char> buffer) const
+{
+    if (const auto error = called(FileOperation::read, {}))
+        return std::unexpected(*error);
+    return wrapped_.read(file, buffer);
+}
+
+FileResult<void> FailingFileSystem::write(const OpenFile& file, std::string_view bytes) const
+{
+    if (const auto error = called(FileOperation::write, {}))
+        return std::unexpected(*error);
+    return wrapped_.write(file, bytes);
+}
+
+FileResult<void> FailingFileSystem::setPermissions(const OpenFile& file, unsigned permissions) const
+{
+    if (const auto error = called(FileOperation::setPermissions, {}))
+        return std::unexpected(*error);
+    return wrapped_.setPermissions(file, permissions);
+}
+
+FileResult<void> FailingFileSystem::setDirectoryPermissions(
+    const std::string& path, unsigned permissions) const
+{
+    if (const auto error = called(FileOperation::setDirectoryPermissions, path))
+        return std::unexpected(*error);
+    return wrapped_.setDirectoryPermissions(path, permissions);
+}
+
+FileResult<void> FailingFileSystem::createDirectories(
+    const std::string& path, unsigned permissions) const
+{
+    if (const auto error = called(FileOperation::createDirectories, path))
+        return std::unexpected(*error);
+    return wrapped_.createDirectories(path, permissions);
+}
+
+FileResult<void> FailingFileSystem::rename(const std::string& from, const std::string& to) const
+{
+    if (const auto error = called(FileOperation::rename, from))
+        return std::unexpected(*error);
+    return wrapped_.rename(from, to);
+}
+
+FileResult<std::vector<std::string>> FailingFileSystem::visibleNames(const std::string& path) const
+{
+    if (const auto error = called(FileOperation::visibleNames, path))
+        return std::unexpected(*error);
+    return wrapped_.visibleNames(path);
+}
+
+FileResult<void> FailingFileSystem::remove(const std::string& path) const
+{
+    if (const auto error = called(FileOperation::remove, path))
+        return std::unexpected(*error);
+    return wrapped_.remove(path);
+}
+
+std::string FailingFileSystem::homeDirectoryForCurrentUser() const
+{
+    return wrapped_.homeDirectoryForCurrentUser();
+}
+
+void FailingFileSystem::close(int number) const
+{
+    openFiles_.erase(number);
+}
+
+} // namespace support
