@@ -1,0 +1,419 @@
+#include "fuzz/support/memory_file_system.h"
+
+#include "fuzz/support/claims.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+namespace fuzz {
+
+namespace {
+
+using platform::FileError;
+using platform::FileKind;
+using platform::FileResult;
+
+constexpr unsigned mayRead = 0400;
+constexpr unsigned mayWrite = 0200;
+constexpr unsigned maySearch = 0100;
+constexpr std::size_t longestName = 255;
+// Of the 0600 that new files ask for, the umask leaves so much: who forgets to set permissions is
+// found out.
+constexpr unsigned permissionsOfNewFiles = 0400;
+constexpr int mostLinks = 8;
+
+std::unexpected<FileError> failure(int code)
+{
+    return std::unexpected(FileError { code });
+}
+
+FileKind kindOf(const MemoryItem& item)
+{
+    switch (item.kind) {
+    case ItemKind::file:
+        return FileKind::regular;
+    case ItemKind::directory:
+        return FileKind::directory;
+    case ItemKind::symbolicLink:
+        return FileKind::symbolicLink;
+    default:
+        return FileKind::other;
+    }
+}
+
+std::string joined(const std::string& directory, std::string_view name)
+{
+    return (directory == "/" ? directory : directory + '/') + std::string(name);
+}
+
+bool liesBelow(const std::string& path, const std::string& directory)
+{
+    return path.starts_with(directory + '/');
+}
+
+// Takes the first component off a path.
+std::string_view nextComponent(std::string_view& path)
+{
+    path.remove_prefix(std::min(path.find_first_not_of('/'), path.size()));
+    const std::string_view component = path.substr(0, path.find('/'));
+    path.remove_prefix(component.size());
+    return component;
+}
+
+bool isLastComponent(std::string_view rest)
+{
+    return rest.find_first_not_of('/') == std::string_view::npos;
+}
+
+} // namespace
+
+std::string parentPath(const std::string& path)
+{
+    const std::size_t slash = path.rfind('/');
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string lastName(const std::string& path)
+{
+    return path.substr(path.rfind('/') + 1);
+}
+
+MemoryFileSystem::MemoryFileSystem()
+{
+    items_["/"] = std::make_shared<MemoryItem>(
+        MemoryItem { .kind = ItemKind::directory, .permissions = 0700 });
+}
+
+void MemoryFileSystem::put(const std::string& path, const MemoryItem& item)
+{
+    take(path);
+    for (std::string above = parentPath(path); !items_.contains(above); above = parentPath(above)) {
+        items_[above] = std::make_shared<MemoryItem>(
+            MemoryItem { .kind = ItemKind::directory, .permissions = 0700 });
+    }
+    items_[path] = std::make_shared<MemoryItem>(item);
+}
+
+void MemoryFileSystem::take(const std::string& path)
+{
+    std::erase_if(items_,
+        [&path](const auto& entry) { return entry.first == path || liesBelow(entry.first, path); });
+}
+
+MemoryItem* MemoryFileSystem::find(const std::string& path)
+{
+    return itemAt(path).get();
+}
+
+MemoryTree MemoryFileSystem::tree() const
+{
+    MemoryTree tree;
+    for (const auto& [path, item] : items_)
+        tree.emplace(path, *item);
+    return tree;
+}
+
+void MemoryFileSystem::failCall(int number, int code)
+{
+    callsUntilFailure_ = number;
+    failureCode_ = code;
+}
+
+std::optional<FileError> MemoryFileSystem::orderedFailure() const
+{
+    if (callsUntilFailure_ == 0 || --callsUntilFailure_ > 0)
+        return std::nullopt;
+    return FileError { failureCode_ };
+}
+
+MemoryFileSystem::SharedItem MemoryFileSystem::itemAt(const std::string& path) const
+{
+    const auto found = items_.find(path);
+    return found == items_.end() ? nullptr : found->second;
+}
+
+bool MemoryFileSystem::isWritableDirectory(const std::string& path) const
+{
+    const SharedItem item = itemAt(path);
+    return item && item->kind == ItemKind::directory && (item->permissions & mayWrite) != 0
+        && (item->permissions & maySearch) != 0;
+}
+
+FileResult<std::string> MemoryFileSystem::resolved(std::string_view path, LastLink lastLink) const
+{
+    require(path.starts_with('/') && path.find('\0') == std::string_view::npos,
+        "the host asks for absolute paths without NUL");
+    std::string way(path);
+    std::string_view rest = way;
+    std::string place = "/";
+    for (int links = 0; !isLastComponent(rest);) {
+        const std::string_view component = nextComponent(rest);
+        const SharedItem directory = itemAt(place);
+        if (!directory)
+            return failure(ENOENT);
+        if (directory->kind != ItemKind::directory)
+            return failure(ENOTDIR);
+        if ((directory->permissions & maySearch) == 0)
+            return failure(EACCES);
+        if (component.size() > longestName)
+            return failure(ENAMETOOLONG);
+        require(component != "." && component != "..", "the host makes no path with . or ..");
+
+        const bool endsInSlash = isLastComponent(rest) && !rest.empty();
+        const std::string next = joined(place, component);
+        const SharedItem item = itemAt(next);
+        const bool isFollowed
+            = !isLastComponent(rest) || endsInSlash || lastLink == LastLink::followed;
+        if (item && item->kind == ItemKind::symbolicLink && isFollowed) {
+            if (++links > mostLinks)
+                return failure(ELOOP);
+            way = item->contents + std::string(rest);
+            rest = way;
+            place = "/";
+            continue;
+        }
+        place = next;
+    }
+    return place;
+}
+
+platform::OpenFile MemoryFileSystem::opened(SharedItem item) const
+{
+    const int number = nextNumber_++;
+    openFiles_[number] = { .item = std::move(item) };
+    return { *this, number };
+}
+
+FileResult<platform::OpenFile> MemoryFileSystem::openForReading(const std::string& path) const
+{
+    if (const auto ordered = orderedFailure())
+        return std::unexpected(*ordered);
+    const auto place = resolved(path, LastLink::kept);
+    if (!place)
+        return std::unexpected(place.error());
+    SharedItem item = itemAt(*place);
+    if (!item)
+        return failure(ENOENT);
+    if (item->kind == ItemKind::symbolicLink)
+        return failure(ELOOP);
+    if (item->kind == ItemKind::socket)
+        return failure(ENXIO);
+    if ((item->permissions & mayRead) == 0)
+        return failure(EACCES);
+    return opened(std::move(item));
+}
+
+FileResult<platform::OpenFile> MemoryFileSystem::createFile(const std::string& path) const
+{
+    if (const auto ordered = orderedFailure())
+        return std::unexpected(*ordered);
+    const auto place = resolved(path, LastLink::kept);
+    if (!place)
+        return std::unexpected(place.error());
+    if (items_.contains(*place))
+        return failure(EEXIST);
+    if (!isWritableDirectory(parentPath(*place)))
+        return failure(EACCES);
+    return opened(items_[*place]
+        = std::make_shared<MemoryItem>(MemoryItem { .permissions = permissionsOfNewFiles }));
+}
+
+FileResult<platform::FileAttributes> MemoryFileSystem::attributes(
+    const platform::OpenFile& file) const
+{
+    if (const auto ordered = orderedFailure())
+        return std::unexpected(*ordered);
+    const MemoryItem& item = *openFiles_.at(file.number()).item;
+    return platform::FileAttributes { .kind = kindOf(item),
+        .size = item.contents.size() - std::min(item.bytesThatGrow, item.contents.size()) };
+}
+
+FileResult<platform::FileAttributes> MemoryFileSystem::attributes(const std::string& path) const
+{
+    if (const auto ordered = orderedFailure())
+        return std::unexpected(*ordered);
+    const auto place = resolved(path, LastLink::kept);
+    if (!place)
+        return std::unexpected(place.error());
+    const SharedItem item = itemAt(*place);
+    if (!item)
+        return failure(ENOENT);
+    return platform::FileAttributes { .kind = kindOf(*item), .size = item->contents.size() };
+}
+
+FileResult<std::size_t> MemoryFileSystem::read(
+    const platform::OpenFile& file, std::span<char> buffer) const
+{
+    if (const auto ordered = orderedFailure())
+        return std::unexpected(*ordered);
+    OpenedItem& open = openFiles_.at(file.number());
+    require(open.item->kind == ItemKind::file, "the host reads nothing but regular files");
+    const std::size_t wanted = std::min(buffer.size(), readLimit_);
+    const std::string_view bytes
+        = std::string_view(open.item->contents).substr(open.offset).substr(0, wanted);
+    std::ranges::copy(bytes, buffer.begin());
+    open.offset += bytes.size();
+    return bytes.size();
+}
+
+FileResult<void> MemoryFileSystem::write(
+    const platform::OpenFile& file, std::string_view bytes) const
+{
+    std::string& contents = openFiles_.at(file.number()).item->contents;
+    if (const auto ordered = orderedFailure()) {
+        contents += bytes.substr(0, bytes.size() / 2);
+        return std::unexpected(*ordered);
+    }
+    contents += bytes;
+    return {};
+}
+
+FileResult<void> MemoryFileSystem::setPermissions(
+    const platform::OpenFile& file, unsigned permissions) const
+{
+    if (const auto ordered = orderedFailure())
+        return std::unexpected(*ordered);
+    openFiles_.at(file.number()).item->permissions = permissions;
+    return {};
+}
+
+FileResult<void> MemoryFileSystem::setDirectoryPermissions(
+    const std::string& path, unsigned permissions) const
+{
+    if (const auto ordered = orderedFailure())
+        return std::unexpected(*ordered);
+    const auto place = resolved(path, LastLink::followed);
+    if (!place)
+        return std::unexpected(place.error());
+    const SharedItem item = itemAt(*place);
+    if (!item)
+        return failure(ENOENT);
+    if (item->kind != ItemKind::directory)
+        return failure(ENOTDIR);
+    item->permissions = permissions;
+    return {};
+}
+
+FileResult<void> MemoryFileSystem::createDirectory(
+    const std::string& path, unsigned permissions) const
+{
+    const auto place = resolved(path, LastLink::kept);
+    if (!place)
+        return std::unexpected(place.error());
+    if (items_.contains(*place)) {
+        const auto target = resolved(path, LastLink::followed);
+        const SharedItem item = target ? itemAt(*target) : nullptr;
+        if (item && item->kind == ItemKind::directory)
+            return {};
+        return failure(EEXIST);
+    }
+    if (!isWritableDirectory(parentPath(*place)))
+        return failure(EACCES);
+    items_[*place] = std::make_shared<MemoryItem>(
+        MemoryItem { .kind = ItemKind::directory, .permissions = permissions });
+    return {};
+}
+
+FileResult<void> MemoryFileSystem::createDirectories(
+    const std::string& path, unsigned permissions) const
+{
+    if (const auto ordered = orderedFailure())
+        return std::unexpected(*ordered);
+    // Up to the first directory that is there, then down again.
+    std::vector<std::string> missing { path };
+    auto created = createDirectory(path, permissions);
+    while (!created && created.error().code == ENOENT) {
+        missing.push_back(parentPath(missing.back()));
+        created = createDirectory(missing.back(), permissions);
+    }
+    for (; created && !missing.empty(); missing.pop_back())
+        created = createDirectory(missing.back(), permissions);
+    return created;
+}
+
+FileResult<void> MemoryFileSystem::rename(const std::string& from, const std::string& to) const
+{
+    if (const auto ordered = orderedFailure())
+        return std::unexpected(*ordered);
+    const auto source = resolved(from, LastLink::kept);
+    if (!source)
+        return std::unexpected(source.error());
+    const auto target = resolved(to, LastLink::kept);
+    if (!target)
+        return std::unexpected(target.error());
+    const SharedItem item = itemAt(*source);
+    if (!item)
+        return failure(ENOENT);
+    require(item->kind == ItemKind::file, "the host renames nothing but files");
+    if (!isWritableDirectory(parentPath(*source)) || !isWritableDirectory(parentPath(*target)))
+        return failure(EACCES);
+    if (const SharedItem replaced = itemAt(*target);
+        replaced && replaced->kind == ItemKind::directory)
+        return failure(EISDIR);
+    items_.erase(*source);
+    items_[*target] = item;
+    return {};
+}
+
+FileResult<std::vector<std::string>> MemoryFileSystem::visibleNames(const std::string& path) const
+{
+    if (const auto ordered = orderedFailure())
+        return std::unexpected(*ordered);
+    const auto place = resolved(path, LastLink::kept);
+    if (!place)
+        return std::unexpected(place.error());
+    const SharedItem item = itemAt(*place);
+    if (!item)
+        return failure(ENOENT);
+    if (item->kind != ItemKind::directory)
+        return failure(ENOTDIR);
+    if ((item->permissions & mayRead) == 0)
+        return failure(EACCES);
+    // No particular order: the last ones first.
+    std::vector<std::string> names;
+    for (auto entry = items_.rbegin(); entry != items_.rend(); ++entry) {
+        if (entry->first != "/" && parentPath(entry->first) == *place
+            && !lastName(entry->first).starts_with('.'))
+            names.push_back(lastName(entry->first));
+    }
+    return names;
+}
+
+FileResult<void> MemoryFileSystem::remove(const std::string& path) const
+{
+    if (const auto ordered = orderedFailure())
+        return std::unexpected(*ordered);
+    const auto place = resolved(path, LastLink::kept);
+    if (!place)
+        return std::unexpected(place.error());
+    if (!items_.contains(*place))
+        return failure(ENOENT);
+    if (!isWritableDirectory(parentPath(*place)))
+        return failure(EACCES);
+    // The deepest come last, so they are removed first.
+    std::vector<std::string> below;
+    for (const auto& [other, item] : items_) {
+        if (other == *place || liesBelow(other, *place))
+            below.push_back(other);
+    }
+    std::ranges::reverse(below);
+    for (const std::string& doomed : below) {
+        if (!isWritableDirectory(parentPath(doomed)))
+            return failure(EACCES);
+        items_.erase(doomed);
+    }
+    return {};
+}
+
+std::string MemoryFileSystem::homeDirectoryForCurrentUser() const
+{
+    return "/home";
+}
+
+void MemoryFileSystem::close(int number) const
+{
+    require(openFiles_.erase(number) == 1, "an open file is closed once");
+}
+
+} // namespace fuzz
