@@ -70,7 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     fuzz::BridgeWorld world;
     bool failsCall = false;
-    constexpr std::size_t mostSteps = 64;
+    constexpr std::size_t mostSteps = 32;
     fuzz::Script script = fuzz::readScript(fuzz::textOf(data, size));
     script.resize(std::min(script.size(), mostSteps));
     script.push_back({ StepKind::request, {} });

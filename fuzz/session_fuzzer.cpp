@@ -19,7 +19,7 @@ namespace {
 using fuzz::Step;
 using fuzz::StepKind;
 
-constexpr std::size_t mostSteps = 64;
+constexpr std::size_t mostSteps = 32;
 constexpr std::size_t longestRequest = 16400;
 
 class Session {

@@ -14,7 +14,7 @@ namespace {
 constexpr std::string_view digits
     = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-unsigned byteOf(char character)
+char32_t byteOf(char character)
 {
     return static_cast<unsigned char>(character);
 }
@@ -30,14 +30,14 @@ char characterOf(char32_t byte)
 std::string bytesOfBase64(std::string_view text)
 {
     std::string bytes;
-    unsigned byte = 0;
+    char32_t byte = 0;
     int bitCount = 0;
     for (const char character : text) {
         if (character == '=')
             break;
         const std::size_t value = digits.find(character);
         for (int bit = 5; bit >= 0; --bit) {
-            byte = byte * 2 + (value >> static_cast<unsigned>(bit) & 1U);
+            byte = byte * 2 + ((value >> static_cast<unsigned>(bit) & 1U) != 0 ? 1 : 0);
             if (++bitCount == 8) {
                 bytes += characterOf(byte);
                 byte = 0;
@@ -70,7 +70,7 @@ std::u32string scalarsOf(std::string_view text)
 {
     std::u32string scalars;
     for (const char character : text) {
-        const unsigned byte = byteOf(character);
+        const char32_t byte = byteOf(character);
         if (byte < 0x80)
             scalars += byte;
         else if (byte < 0xC0)
