@@ -20,9 +20,9 @@ constexpr auto hexadecimalValues = [] {
     values.fill(noDigit);
     constexpr std::string_view lowerCase = "0123456789abcdef";
     constexpr std::string_view upperCase = "0123456789ABCDEF";
-    for (std::uint8_t value = 0; value < lowerCase.size(); ++value) {
-        values[static_cast<std::uint8_t>(lowerCase[value])] = value;
-        values[static_cast<std::uint8_t>(upperCase[value])] = value;
+    for (std::size_t value = 0; value < lowerCase.size(); ++value) {
+        values[static_cast<std::uint8_t>(lowerCase[value])] = static_cast<std::uint8_t>(value);
+        values[static_cast<std::uint8_t>(upperCase[value])] = static_cast<std::uint8_t>(value);
     }
     return values;
 }();
@@ -54,8 +54,11 @@ std::optional<UUID> parseUUID(std::string_view text)
     UUID uuid;
     std::size_t position = 0;
     for (std::uint8_t& byte : uuid.bytes) {
-        if (isHyphenPosition(position) && text[position++] != '-')
-            return std::nullopt;
+        if (isHyphenPosition(position)) {
+            if (text[position] != '-')
+                return std::nullopt;
+            ++position;
+        }
         const std::uint8_t high = hexadecimalValue(text[position++]);
         const std::uint8_t low = hexadecimalValue(text[position++]);
         if (high == noDigit || low == noDigit)

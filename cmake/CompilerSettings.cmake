@@ -28,6 +28,10 @@ endif()
 if(KESTRANE_SANITIZE)
     set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_compile_options(${sanitizers})
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        # What the sanitizers add hides from g++ 12 that an empty optional is not looked into.
+        target_compile_options(kestrane_settings INTERFACE -Wno-maybe-uninitialized)
+    endif()
     add_link_options(${sanitizers})
 else()
     # Fortification takes effect in optimised code alone.

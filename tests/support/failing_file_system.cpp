@@ -35,7 +35,9 @@ std::optional<platform::FileError> FailingFileSystem::called(
     calls_.push_back(operation);
     if (beforeCall_)
         beforeCall_(operation, path);
-    const bool isNumberedCall = callsUntilFailure_ > 0 && --callsUntilFailure_ == 0;
+    const bool isNumberedCall = callsUntilFailure_ == 1;
+    if (callsUntilFailure_ > 0)
+        --callsUntilFailure_;
     if (isNumberedCall || operation == failingOperation_)
         return platform::FileError { failureCode_ };
     return std::nullopt;
