@@ -40,7 +40,9 @@ void resetSignals()
 // may be passed on.
 bool replaceDescriptors()
 {
-    const int null = ::open("/dev/null", O_RDWR); // Without it the first dup2 fails.
+    const int null = ::open("/dev/null", O_RDWR);
+    if (null < 0)
+        return false;
     for (const int stream : { STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO }) {
         if (::dup2(null, stream) < 0)
             return false;
