@@ -98,7 +98,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     constexpr auto types = base::allValues<events::BrowserActivityEventType>();
     const auto type = types.at(source.below(types.size()));
     const std::uint8_t flags = source.byte();
-    const auto flag = [flags](unsigned bit) { return (flags >> bit & 1U) != 0; };
+    const auto flag = [flags](unsigned bit) { return (unsigned { flags } >> bit & 1U) != 0; };
     const double age = ages.at(source.below(ages.size()));
     const std::string_view browser = browsers.at(source.below(browsers.size()));
     const std::uint8_t sources = source.byte();
