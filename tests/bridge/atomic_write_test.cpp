@@ -224,6 +224,16 @@ TEST(WritePrivateFileAtomically, PassesOnAnErrorAfterTheRenameWithTheNewFileInPl
     }
 }
 
+TEST(WritePrivateFileAtomically, TurnsAnUnknownErrorOfTheRenameIntoAnInputOutputError)
+{
+    BridgeDirectory bridge;
+    bridge.fileSystem.failOperation(FileOperation::rename, 99999);
+    const auto written = write(bridge);
+    ASSERT_FALSE(written);
+    EXPECT_EQ(written.error(), platform::FileError { EIO });
+    EXPECT_EQ(namesIn(bridge.path()), Names {});
+}
+
 TEST(WritePrivateFileAtomically, IgnoresThatTheTemporaryNameCannotBeRemoved)
 {
     BridgeDirectory bridge;

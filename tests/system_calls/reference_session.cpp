@@ -311,8 +311,11 @@ Connection::Connection(const std::vector<std::string>& command, const std::strin
 
 Connection::~Connection()
 {
-    if (process_ > 0)
-        finish();
+    if (process_ <= 0)
+        return;
+    closeInput();
+    ::waitpid(process_, nullptr, 0);
+    ::close(output_);
 }
 
 std::optional<std::string_view> Connection::ask(std::string_view frame)
