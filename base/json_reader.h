@@ -57,8 +57,9 @@ struct JsonToken {
 enum class JsonConversion : std::uint8_t { converted, typeMismatch, dataCorrupted };
 
 /// Conversions of a value that is not null. Numbers are correctly rounded. An integer may be
-/// written with fraction or exponent when the nearest double is whole and in range. A double that
-/// overflows, or that is not zero but rounds to zero, is refused with typeMismatch.
+/// written with fraction or exponent when the nearest double is whole and in range; from 2^53 on,
+/// when the number itself is whole. A double that overflows, or that is not zero but rounds to
+/// zero, is refused with typeMismatch.
 [[nodiscard]] JsonConversion fromJson(const JsonToken& token, std::string& value);
 [[nodiscard]] JsonConversion fromJson(const JsonToken& token, bool& value);
 [[nodiscard]] JsonConversion fromJson(const JsonToken& token, std::int64_t& value);

@@ -30,8 +30,8 @@ public:
     void member(std::string_view key, std::int32_t value) { member(key, std::int64_t { value }); }
     /// As upper-case text.
     void member(std::string_view key, const UUID& value);
-    /// As a number of seconds since 2001, with as many digits as reading it back exactly takes. A
-    /// value that is not finite makes `finish` fail.
+    /// As a number of seconds since 2001, with as many digits as reading it back exactly takes,
+    /// without an exponent from 0.0001 up to 1e16. A value that is not finite makes `finish` fail.
     void member(std::string_view key, Timestamp value);
 
     template <TextEnumeration Enumeration> void member(std::string_view key, Enumeration value)

@@ -29,11 +29,11 @@ struct Timestamp {
 [[nodiscard]] double secondsBetween(Timestamp earlier, Timestamp later);
 
 /// Reads the ISO 8601 form "YYYY-MM-DDThh:mm:ss.f" with 1 to 9 digits of fraction, then "Z",
-/// "+hhmm", "-hhmm",
-/// "+hh:mm" or "-hh:mm". The year runs from 0001, the date must exist in the Gregorian calendar,
-/// hours end at 23, minutes and seconds at 59, offsets at 23:59. The fraction is cut to
-/// milliseconds. Anything else yields none. The value is (milliseconds since 1970 / 1000.0) -
-/// 978307200.0 in doubles, as the application computes it.
+/// "+hhmm", "-hhmm", "+hh:mm" or "-hh:mm". The year runs from 0001, the date must exist in the
+/// Gregorian calendar, hours end at 23, minutes and seconds at 59, offsets at 23:59. The fraction
+/// is cut to milliseconds. Anything else yields none. Dates before 15 October 1582 count in the
+/// Julian calendar, as they do for the application. The value is (milliseconds since 1970 / 1000.0)
+/// - 978307200.0 in doubles, as the application computes it.
 [[nodiscard]] std::optional<Timestamp> parseISO8601(std::string_view text);
 
 /// Writes "YYYY-MM-DDThh:mm:ss.fffZ", rounded to the nearest millisecond, halves upwards. Years

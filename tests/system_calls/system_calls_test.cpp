@@ -17,6 +17,7 @@ struct Expectation {
     std::size_t callsAtEnd = 0; // when the connection ends after requests of this kind
 };
 
+// NOLINTNEXTLINE(readability-identifier-naming): the name that GoogleTest looks for
 void PrintTo(const Expectation& expectation, std::ostream* stream)
 {
     *stream << expectation.request;

@@ -76,11 +76,11 @@ std::u32string scalarsOf(std::string_view text)
         else if (byte < 0xC0)
             scalars.back() = scalars.back() * 0x40 + (byte - 0x80);
         else if (byte < 0xE0)
-            scalars += byte - 0xC0;
+            scalars += char32_t { byte - 0xC0 };
         else if (byte < 0xF0)
-            scalars += byte - 0xE0;
+            scalars += char32_t { byte - 0xE0 };
         else
-            scalars += byte - 0xF0;
+            scalars += char32_t { byte - 0xF0 };
     }
     return scalars;
 }
