@@ -1,11 +1,15 @@
 #include "tests/end_to_end/end_to_end_test.h"
 
+#include "tests/support/as_other_user.h"
+
 #include <array>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
+#include <filesystem>
 #include <sstream>
 
+#include <grp.h>
 #include <unistd.h>
 
 namespace end_to_end {
@@ -56,6 +60,14 @@ std::string bytesOfBase64(std::string_view text)
         }
     }
     return bytes;
+}
+
+void giveToOrdinaryUser(const std::string& path)
+{
+    constexpr auto user = support::unprivilegedUser;
+    EXPECT_EQ(::lchown(path.c_str(), user, user), 0);
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(path))
+        EXPECT_EQ(::lchown(entry.path().c_str(), user, user), 0);
 }
 
 } // namespace
@@ -188,6 +200,22 @@ support::HostOptions EndToEnd::options() const
 {
     return { .executable = KESTRANE_NATIVE_HOST,
         .environment = { "MERROWIN_BRIDGE_DIR=" + root() } };
+}
+
+support::HostOptions EndToEnd::optionsOfOrdinaryUser() const
+{
+    support::HostOptions asUser = options();
+    if (!support::isRoot())
+        return asUser;
+    asUser.executable = directory() / "host";
+    std::filesystem::copy_file(options().executable, asUser.executable);
+    giveToOrdinaryUser(directory().path());
+    asUser.beforeStart = [] {
+        if (::setgroups(0, nullptr) != 0 || ::setgid(support::unprivilegedUser) != 0
+            || ::setuid(support::unprivilegedUser) != 0)
+            ::_exit(1);
+    };
+    return asUser;
 }
 
 support::HostProcess& EndToEnd::host()

@@ -84,6 +84,10 @@ protected:
 
     [[nodiscard]] support::HostOptions options() const;
 
+    /// Options with which the host runs as an ordinary user. As root, hands everything that is
+    /// there to that user; what a test changes afterwards belongs to whoever runs the test.
+    [[nodiscard]] support::HostOptions optionsOfOrdinaryUser() const;
+
     /// The host that the other operations talk to; started with `options` by the first call.
     support::HostProcess& host();
     support::HostProcess& startHost(const support::HostOptions& options);

@@ -3,12 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <string>
 #include <vector>
-
-#include <grp.h>
-#include <unistd.h>
 
 namespace {
 
@@ -19,33 +15,7 @@ const object ping = request("readinessPing", { { "extensionVersion", "1.0.0" } }
 // The host as an ordinary user; root is let through everywhere.
 class OrdinaryUser : public EndToEnd {
 protected:
-    // Hands everything to that user. What a test changes afterwards belongs to whoever runs the
-    // test.
-    void startAsOrdinaryUser()
-    {
-        support::HostOptions asUser = options();
-        if (support::isRoot()) {
-            asUser.executable = directory() / "host";
-            std::filesystem::copy_file(options().executable, asUser.executable);
-            giveAway(directory().path());
-            asUser.beforeStart = [] {
-                if (::setgroups(0, nullptr) != 0 || ::setgid(support::unprivilegedUser) != 0
-                    || ::setuid(support::unprivilegedUser) != 0)
-                    ::_exit(1);
-            };
-        }
-        startHost(asUser);
-    }
-
-private:
-    static void giveAway(const std::string& path)
-    {
-        ASSERT_EQ(::lchown(path.c_str(), support::unprivilegedUser, support::unprivilegedUser), 0);
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(path))
-            ASSERT_EQ(::lchown(entry.path().c_str(), support::unprivilegedUser,
-                          support::unprivilegedUser),
-                0);
-    }
+    void startAsOrdinaryUser() { startHost(optionsOfOrdinaryUser()); }
 };
 
 // The application is this test: as root it is another user's process, which is there all the same.
