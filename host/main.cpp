@@ -7,6 +7,9 @@
 #include "platform/file_system.h"
 #include "platform/process.h"
 
+#include <array>
+#include <cstdlib>
+#include <memory>
 #include <new>
 #include <string_view>
 
@@ -15,13 +18,27 @@ namespace {
 // The application that the extension asks for.
 constexpr std::string_view companionBundleIdentifier = KESTRANE_COMPANION_BUNDLE_IDENTIFIER;
 
-} // namespace
+// What throwing an exception and cleaning up behind it may take, a path of the greatest length
+// included.
+using Reserve = std::array<char, 8192>;
 
-int main()
+// The handler below is called without arguments.
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables)
+std::unique_ptr<Reserve> reserve;
+
+// Throwing takes memory itself, and a program that cannot throw is aborted. So something is kept
+// back for that; where there is none, because nothing has begun yet or all of it is gone, the
+// program ends here.
+[[noreturn]] void giveUpForWantOfMemory()
 {
-    // Before anything is written: a browser that is gone must not keep the end of the session from
-    // being recorded.
-    platform::ignoreSignalsOfFailedWrites();
+    if (!reserve)
+        std::_Exit(EXIT_SUCCESS);
+    reserve.reset();
+    throw std::bad_alloc();
+}
+
+void serveBrowser()
+{
     const platform::FileSystem& fileSystem = platform::localFileSystem();
     const host::HostEnvironment environment {
         .store = { bridge::BrowserBridgeStore::defaultRootURL(fileSystem) },
@@ -32,9 +49,21 @@ int main()
             .openCompanionApplication = [] { platform::openApplication(companionBundleIdentifier); },
         },
     };
+    host::runSession(
+        platform::standardInputDescriptor, platform::standardOutputDescriptor, environment);
+}
+
+} // namespace
+
+int main()
+{
+    // Before anything is written: a browser that is gone must not keep the end of the session from
+    // being recorded.
+    platform::ignoreSignalsOfFailedWrites();
+    std::set_new_handler(giveUpForWantOfMemory);
     try {
-        host::runSession(
-            platform::standardInputDescriptor, platform::standardOutputDescriptor, environment);
+        reserve = std::make_unique_for_overwrite<Reserve>();
+        serveBrowser();
     } catch (const std::bad_alloc&) {
         // Without memory nothing can be said or done; the browser sees the connection end.
         return 0;
