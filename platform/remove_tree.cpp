@@ -28,6 +28,16 @@ bool isOwnOrParentName(std::string_view name)
 
 FileResult<void> removeItem(int directory, const char* name, int depth);
 
+int openDirectory(int parent, const char* name)
+{
+    int descriptor = -1;
+    do
+        descriptor
+            = ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    while (descriptor < 0 && errno == EINTR);
+    return descriptor;
+}
+
 // The names are all read before the first item goes: on some systems a directory that changes
 // while it is read is read with gaps.
 // NOLINTNEXTLINE(misc-no-recursion): the depth is limited
@@ -35,8 +45,7 @@ FileResult<void> removeContents(int directory, const char* name, int depth)
 {
     if (depth >= maximumDepth)
         return std::unexpected(FileError { ENAMETOOLONG });
-    const int descriptor
-        = ::openat(directory, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    const int descriptor = openDirectory(directory, name);
     if (descriptor < 0)
         return lastError();
     const OpenFile contents(localFileSystem(), descriptor);
