@@ -15,7 +15,8 @@ bool shouldTryAgain(int error, int descriptor, short awaitedEvent)
 {
     if (error == EINTR)
         return true;
-    if (error != EAGAIN && error != EWOULDBLOCK)
+    static_assert(EWOULDBLOCK == EAGAIN, "POSIX lets them differ");
+    if (error != EAGAIN)
         return false;
     pollfd waiting { .fd = descriptor, .events = awaitedEvent, .revents = 0 };
     constexpr int withoutTimeLimit = -1;
