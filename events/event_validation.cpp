@@ -177,8 +177,7 @@ std::optional<Case> combinationFailure(const BrowserActivityEvent& event)
     case BrowserActivityEventType::browserWindowFocused:
     case BrowserActivityEventType::heartbeat:
         if (event.isPrivate)
-            return failUnless(
-                !hasHostname && !hasTab && !hasPDF, Case::privateBrowsingDataRejected);
+            return std::nullopt; // What it must not hold was refused before.
         if (isLocalPDF)
             return failUnless(hasPDF && !hasHostname && !hasTab, Case::invalidFieldCombination);
         return failUnless(!hasPDF && hasHostname == hasTab, Case::invalidFieldCombination);
