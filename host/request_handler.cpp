@@ -85,11 +85,10 @@ void rememberBrowser(const NativeHostRequest& request, const BrowserActivityEven
     const RequestContext& context)
 {
     SessionMemory& memory = context.memory;
-    memory.lastBrowser = events::supportedBrowser(event.browserBundleIdentifier);
-    if (memory.lastBrowser && hasValidExtensionVersion(request)) {
+    memory.lastBrowser = servedBrowser; // no other's events come this far
+    if (hasValidExtensionVersion(request)) {
         memory.lastExtensionVersion = request.extensionVersion;
-        announceReadiness(
-            *memory.lastBrowser, *request.extensionVersion, true, context.environment);
+        announceReadiness(servedBrowser, *request.extensionVersion, true, context.environment);
     }
     memory.lastLocalFilePermission = event.localFilePermission;
 }
