@@ -42,21 +42,21 @@ StoreFailure openingFailure(const std::string& path, std::int64_t maximumBytes,
     return openingError;
 }
 
-// Reads until `buffer` is full or the file ends. A regular file gives what it has in one piece;
-// asking again after as many bytes as it was said to hold would only cost time.
+// Reads until there are `expectedBytes`, fewer than `buffer` holds, or the file ends. A regular
+// file gives what it has in one piece; asking again after as many bytes as it was said to hold
+// would only cost time.
 platform::FileResult<std::size_t> readUpTo(std::span<char> buffer, std::uint64_t expectedBytes,
     const platform::OpenFile& file, const platform::FileSystem& fileSystem)
 {
     std::size_t total = 0;
-    while (total < buffer.size()) {
+    for (;;) {
         const auto count = fileSystem.read(file, buffer.subspan(total));
         if (!count)
             return count;
         total += *count;
         if (*count == 0 || total >= expectedBytes)
-            break;
+            return total;
     }
-    return total;
 }
 
 } // namespace
@@ -95,8 +95,7 @@ std::expected<std::string, BrowserBridgeStoreError> BrowserBridgeStore::readToke
 {
     auto contents = readLimitedRegularFile(
         appendingPathComponent(rootURL, "bridge-token"), maximumTokenBytes, fileSystem);
-    if (!contents || contents->size() > static_cast<std::size_t>(maximumTokenBytes)
-        || !isValidToken(*contents))
+    if (!contents || !isValidToken(*contents))
         return std::unexpected(BrowserBridgeStoreError::tokenUnavailable);
     return *std::move(contents);
 }
