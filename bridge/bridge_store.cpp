@@ -29,10 +29,10 @@ bool isValidToken(std::string_view text)
 
 // An item that could not be opened may still be one that is refused for what it is (a link, a
 // socket), and that answer comes first.
-StoreFailure openingFailure(const std::string& path, std::int64_t maximumBytes,
+StoreFailure openingFailure(const platform::Location& location, std::int64_t maximumBytes,
     platform::FileError openingError, const platform::FileSystem& fileSystem)
 {
-    const auto attributes = fileSystem.attributes(path);
+    const auto attributes = fileSystem.attributes(location);
     if (!attributes)
         return attributes.error();
     if (attributes->kind != platform::FileKind::regular)
@@ -125,12 +125,12 @@ platform::FileResult<void> ensurePrivateDirectory(
     return fileSystem.setDirectoryPermissions(path, privateDirectoryPermissions);
 }
 
-StoreResult<std::string> readLimitedRegularFile(
-    const std::string& path, std::int64_t maximumBytes, const platform::FileSystem& fileSystem)
+StoreResult<std::string> readLimitedRegularFile(const platform::Location& location,
+    std::int64_t maximumBytes, const platform::FileSystem& fileSystem)
 {
-    const auto file = fileSystem.openForReading(path);
+    const auto file = fileSystem.openForReading(location);
     if (!file)
-        return std::unexpected(openingFailure(path, maximumBytes, file.error(), fileSystem));
+        return std::unexpected(openingFailure(location, maximumBytes, file.error(), fileSystem));
     const auto attributes = fileSystem.attributes(*file);
     if (!attributes)
         return std::unexpected(attributes.error());

@@ -131,13 +131,13 @@ struct BrowserBridgeStore {
 [[nodiscard]] platform::FileResult<void> ensurePrivateDirectory(
     const std::string& path, const platform::FileSystem& fileSystem);
 
-/// Reads the regular file at `path`, at most `maximumBytes` bytes. An empty file yields empty
+/// Reads the regular file at `location`, at most `maximumBytes` bytes. An empty file yields empty
 /// contents. Never waits and never follows a symbolic link at the end of the path. Fails with the
 /// file system's error if there is no such item, with malformedEnvelope if it is no regular file,
 /// with payloadTooLarge if it holds more than `maximumBytes` (also if it grew after its size was
 /// asked), otherwise with the file system's error.
-[[nodiscard]] StoreResult<std::string> readLimitedRegularFile(
-    const std::string& path, std::int64_t maximumBytes, const platform::FileSystem& fileSystem);
+[[nodiscard]] StoreResult<std::string> readLimitedRegularFile(const platform::Location& location,
+    std::int64_t maximumBytes, const platform::FileSystem& fileSystem);
 
 /// Replaces or makes the file at `path` in one step, with permissions 0600: the bytes go to a
 /// hidden temporary file in the same directory, which is then renamed. An error of renaming that

@@ -48,12 +48,13 @@ std::vector<BrowserBridgeCommand> BrowserBridgeStore::consumeCommands(std::strin
     base::Timestamp now, const platform::FileSystem& fileSystem, double maximumAge) const
 {
     const std::string directory = appendingPathComponent(rootURL, "Commands");
-    auto names = fileSystem.visibleNames(directory);
-    if (!names)
+    auto listing = fileSystem.visibleNames(directory);
+    if (!listing)
         return {};
+    std::vector<std::string>& names = listing->names;
     std::erase_if(
-        *names, [](const std::string& name) { return !name.ends_with(commandFileEnding); });
-    std::ranges::sort(*names);
+        names, [](const std::string& name) { return !name.ends_with(commandFileEnding); });
+    std::ranges::sort(names);
 
     const CommandFilter filter { .token = token,
         .browserBundleIdentifier = browserBundleIdentifier,
@@ -61,10 +62,13 @@ std::vector<BrowserBridgeCommand> BrowserBridgeStore::consumeCommands(std::strin
         .now = now,
         .maximumAge = maximumAge };
     std::vector<BrowserBridgeCommand> accepted;
-    for (const std::string& name : *names) {
+    for (const std::string& name : names) {
         const std::string path = appendingPathComponent(directory, name);
+        // Of the directory that was listed: whatever stands in its place by now, a link to one
+        // elsewhere perhaps, has nothing to be read or deleted.
+        const platform::Location file(path, listing->directory);
         Verdict verdict = Verdict::refused;
-        if (const auto contents = readLimitedRegularFile(path, maximumCommandBytes, fileSystem)) {
+        if (const auto contents = readLimitedRegularFile(file, maximumCommandBytes, fileSystem)) {
             if (auto envelope = decodeBrowserBridgeCommandEnvelope(*contents)) {
                 verdict = judge(*envelope, filter);
                 if (verdict == Verdict::accepted)
@@ -73,7 +77,7 @@ std::vector<BrowserBridgeCommand> BrowserBridgeStore::consumeCommands(std::strin
         }
         // A file that cannot be removed is met again by the next scan.
         if (verdict != Verdict::forAnotherBrowser)
-            std::ignore = fileSystem.remove(path);
+            std::ignore = fileSystem.remove(file);
     }
     return accepted;
 }

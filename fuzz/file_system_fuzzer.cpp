@@ -154,8 +154,8 @@ private:
         // Systems disagree about the error for a link to a directory.
         if (!visible)
             return std::unexpected(platform::FileError {});
-        std::ranges::sort(*visible);
-        return visible;
+        std::ranges::sort(visible->names);
+        return visible->names;
     }
 
     template <typename Operation> void compare(Operation operation)

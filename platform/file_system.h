@@ -61,13 +61,39 @@ private:
     int number_;
 };
 
+/// Where an item lies, to be passed on and not to be kept. A path leads wherever the directories in
+/// it lead at the moment. In an open directory the item is the one of the path's last name, and
+/// nobody can lead elsewhere by putting something else, a symbolic link perhaps, in the directory's
+/// place.
+struct Location {
+    // A path alone is a location, too.
+    Location(const std::string& itsPath)
+        : path(itsPath)
+    {
+    }
+    Location(const std::string& itsPath, const OpenFile& openDirectory)
+        : path(itsPath)
+        , directory(&openDirectory)
+    {
+    }
+
+    const std::string& path;
+    const OpenFile* directory = nullptr;
+};
+
+/// A directory and what it holds.
+struct DirectoryListing {
+    OpenFile directory;
+    std::vector<std::string> names;
+};
+
 class FileSystem {
 public:
     virtual ~FileSystem() = default;
 
     /// Opens an existing item for reading. A symbolic link at the end of the path is not followed
     /// (it fails); nothing waits for the other end of a FIFO.
-    [[nodiscard]] virtual FileResult<OpenFile> openForReading(const std::string& path) const = 0;
+    [[nodiscard]] virtual FileResult<OpenFile> openForReading(const Location& location) const = 0;
 
     /// Makes a new, empty file for writing, with permissions 0600 less the process's umask. Fails
     /// if the name is taken, whatever it names.
@@ -76,7 +102,7 @@ public:
     [[nodiscard]] virtual FileResult<FileAttributes> attributes(const OpenFile& file) const = 0;
 
     /// The attributes of the item itself; a symbolic link at the end of the path is not followed.
-    [[nodiscard]] virtual FileResult<FileAttributes> attributes(const std::string& path) const = 0;
+    [[nodiscard]] virtual FileResult<FileAttributes> attributes(const Location& location) const = 0;
 
     /// Reads at most `buffer.size()` bytes from where the last reading ended. 0 means the end of
     /// the file.
@@ -111,15 +137,14 @@ public:
         const std::string& from, const std::string& to) const
         = 0;
 
-    /// The names in a directory, in no particular order, without those that begin with ".". Fails
-    /// for anything that is no directory, a symbolic link to one included.
-    [[nodiscard]] virtual FileResult<std::vector<std::string>> visibleNames(
-        const std::string& path) const
+    /// A directory, open, and the names in it, in no particular order, without those that begin
+    /// with ".". Fails for anything that is no directory, a symbolic link to one included.
+    [[nodiscard]] virtual FileResult<DirectoryListing> visibleNames(const std::string& path) const
         = 0;
 
     /// Removes an item: a directory with all that it holds, a symbolic link itself and never its
     /// target. Stops at the first failure; what was removed until then stays removed.
-    [[nodiscard]] virtual FileResult<void> remove(const std::string& path) const = 0;
+    [[nodiscard]] virtual FileResult<void> remove(const Location& location) const = 0;
 
     /// The current user's home directory where the password database has none for the real user id:
     /// the environment's CFFIXED_USER_HOME, then the password database's entry of the effective

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include <fcntl.h>
 #include <pwd.h>
@@ -54,12 +55,12 @@ bool isDirectory(const std::string& path)
 // Opens a file under a number that is none of the standard streams': if one of those was closed at
 // the start, the next file would otherwise take its place and could be taken for the browser's
 // pipe.
-int openAboveStandardStreams(const std::string& path, int flags)
+int openAboveStandardStreams(const char* path, int flags, int directory = AT_FDCWD)
 {
     constexpr mode_t ownerMayReadAndWrite = 0600;
     int descriptor = -1;
     do
-        descriptor = ::open(path.c_str(), flags | O_CLOEXEC, ownerMayReadAndWrite);
+        descriptor = ::openat(directory, path, flags | O_CLOEXEC, ownerMayReadAndWrite);
     while (descriptor < 0 && errno == EINTR);
     if (descriptor < 0 || descriptor > STDERR_FILENO)
         return descriptor;
@@ -67,9 +68,22 @@ int openAboveStandardStreams(const std::string& path, int flags)
     const int error = errno;
     ::close(descriptor);
     if (moved < 0 && (flags & O_CREAT) != 0)
-        ::unlink(path.c_str());
+        ::unlinkat(directory, path, 0);
     errno = error;
     return moved;
+}
+
+// What the system is asked with: a directory, and a path or a name that starts from it.
+int directoryOf(const Location& location)
+{
+    return location.directory == nullptr ? AT_FDCWD : location.directory->number();
+}
+
+const char* nameIn(const Location& location)
+{
+    const std::size_t slash
+        = location.directory == nullptr ? std::string::npos : location.path.rfind('/');
+    return location.path.c_str() + (slash == std::string::npos ? 0 : slash + 1);
 }
 
 std::string_view withoutTrailingSlashes(std::string_view path)
@@ -100,10 +114,10 @@ FileResult<void> createOneDirectory(const std::string& path, mode_t permissions)
 
 } // namespace
 
-FileResult<OpenFile> PosixFileSystem::openForReading(const std::string& path) const
+FileResult<OpenFile> PosixFileSystem::openForReading(const Location& location) const
 {
-    const int descriptor
-        = openAboveStandardStreams(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+    const int descriptor = openAboveStandardStreams(
+        nameIn(location), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, directoryOf(location));
     if (descriptor < 0)
         return lastError();
     return OpenFile(*this, descriptor);
@@ -111,7 +125,8 @@ FileResult<OpenFile> PosixFileSystem::openForReading(const std::string& path) co
 
 FileResult<OpenFile> PosixFileSystem::createFile(const std::string& path) const
 {
-    const int descriptor = openAboveStandardStreams(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW);
+    const int descriptor
+        = openAboveStandardStreams(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW);
     if (descriptor < 0)
         return lastError();
     return OpenFile(*this, descriptor);
@@ -125,10 +140,10 @@ FileResult<FileAttributes> PosixFileSystem::attributes(const OpenFile& file) con
     return attributesFrom(status);
 }
 
-FileResult<FileAttributes> PosixFileSystem::attributes(const std::string& path) const
+FileResult<FileAttributes> PosixFileSystem::attributes(const Location& location) const
 {
     struct stat status {};
-    if (::lstat(path.c_str(), &status) != 0)
+    if (::fstatat(directoryOf(location), nameIn(location), &status, AT_SYMLINK_NOFOLLOW) != 0)
         return lastError();
     return attributesFrom(status);
 }
@@ -177,22 +192,25 @@ FileResult<void> PosixFileSystem::rename(const std::string& from, const std::str
     return outcome(std::rename(from.c_str(), to.c_str()));
 }
 
-FileResult<std::vector<std::string>> PosixFileSystem::visibleNames(const std::string& path) const
+FileResult<DirectoryListing> PosixFileSystem::visibleNames(const std::string& path) const
 {
     const int descriptor
-        = openAboveStandardStreams(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK);
+        = openAboveStandardStreams(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK);
     if (descriptor < 0)
         return lastError();
-    const OpenFile directory(*this, descriptor);
+    OpenFile directory(*this, descriptor);
     auto names = namesInDirectory(descriptor);
-    if (names)
-        std::erase_if(*names, [](const std::string& name) { return name.starts_with('.'); });
-    return names;
+    if (!names)
+        return std::unexpected(names.error());
+    std::erase_if(*names, [](const std::string& name) { return name.starts_with('.'); });
+    return DirectoryListing { .directory = std::move(directory), .names = *std::move(names) };
 }
 
-FileResult<void> PosixFileSystem::remove(const std::string& path) const
+FileResult<void> PosixFileSystem::remove(const Location& location) const
 {
-    return removeTree(std::string(withoutTrailingSlashes(path)));
+    if (location.directory != nullptr)
+        return removeTreeIn(*location.directory, nameIn(location));
+    return removeTree(std::string(withoutTrailingSlashes(location.path)));
 }
 
 std::string PosixFileSystem::homeDirectoryForCurrentUser() const

@@ -7,10 +7,10 @@ namespace platform {
 
 class PosixFileSystem final : public FileSystem {
 public:
-    [[nodiscard]] FileResult<OpenFile> openForReading(const std::string& path) const override;
+    [[nodiscard]] FileResult<OpenFile> openForReading(const Location& location) const override;
     [[nodiscard]] FileResult<OpenFile> createFile(const std::string& path) const override;
     [[nodiscard]] FileResult<FileAttributes> attributes(const OpenFile& file) const override;
-    [[nodiscard]] FileResult<FileAttributes> attributes(const std::string& path) const override;
+    [[nodiscard]] FileResult<FileAttributes> attributes(const Location& location) const override;
     [[nodiscard]] FileResult<std::size_t> read(
         const OpenFile& file, std::span<char> buffer) const override;
     [[nodiscard]] FileResult<void> write(
@@ -23,9 +23,8 @@ public:
         const std::string& path, unsigned permissions) const override;
     [[nodiscard]] FileResult<void> rename(
         const std::string& from, const std::string& to) const override;
-    [[nodiscard]] FileResult<std::vector<std::string>> visibleNames(
-        const std::string& path) const override;
-    [[nodiscard]] FileResult<void> remove(const std::string& path) const override;
+    [[nodiscard]] FileResult<DirectoryListing> visibleNames(const std::string& path) const override;
+    [[nodiscard]] FileResult<void> remove(const Location& location) const override;
     [[nodiscard]] std::string homeDirectoryForCurrentUser() const override;
     void close(int number) const override;
 };

@@ -93,4 +93,9 @@ FileResult<void> removeTree(const std::string& path)
     return removeItem(AT_FDCWD, path.c_str(), 0);
 }
 
+FileResult<void> removeTreeIn(const OpenFile& directory, const char* name)
+{
+    return removeItem(directory.number(), name, 0);
+}
+
 } // namespace platform

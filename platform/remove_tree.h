@@ -13,4 +13,7 @@ namespace platform {
 /// there are file descriptors, are a failure.
 [[nodiscard]] FileResult<void> removeTree(const std::string& path);
 
+/// The same for the item `name` in an open directory, whatever path leads there by now.
+[[nodiscard]] FileResult<void> removeTreeIn(const OpenFile& directory, const char* name);
+
 } // namespace platform

@@ -185,11 +185,12 @@ platform::OpenFile MemoryFileSystem::opened(SharedItem item) const
     return { *this, number };
 }
 
-FileResult<platform::OpenFile> MemoryFileSystem::openForReading(const std::string& path) const
+FileResult<platform::OpenFile> MemoryFileSystem::openForReading(
+    const platform::Location& location) const
 {
     if (const auto ordered = orderedFailure())
         return std::unexpected(*ordered);
-    const auto place = resolved(path, LastLink::kept);
+    const auto place = resolved(location.path, LastLink::kept);
     if (!place)
         return std::unexpected(place.error());
     SharedItem item = itemAt(*place);
@@ -229,11 +230,12 @@ FileResult<platform::FileAttributes> MemoryFileSystem::attributes(
         .size = item.contents.size() - std::min(item.bytesThatGrow, item.contents.size()) };
 }
 
-FileResult<platform::FileAttributes> MemoryFileSystem::attributes(const std::string& path) const
+FileResult<platform::FileAttributes> MemoryFileSystem::attributes(
+    const platform::Location& location) const
 {
     if (const auto ordered = orderedFailure())
         return std::unexpected(*ordered);
-    const auto place = resolved(path, LastLink::kept);
+    const auto place = resolved(location.path, LastLink::kept);
     if (!place)
         return std::unexpected(place.error());
     const SharedItem item = itemAt(*place);
@@ -356,7 +358,7 @@ FileResult<void> MemoryFileSystem::rename(const std::string& from, const std::st
     return {};
 }
 
-FileResult<std::vector<std::string>> MemoryFileSystem::visibleNames(const std::string& path) const
+FileResult<platform::DirectoryListing> MemoryFileSystem::visibleNames(const std::string& path) const
 {
     if (const auto ordered = orderedFailure())
         return std::unexpected(*ordered);
@@ -377,14 +379,14 @@ FileResult<std::vector<std::string>> MemoryFileSystem::visibleNames(const std::s
             && !lastName(entry->first).starts_with('.'))
             names.push_back(lastName(entry->first));
     }
-    return names;
+    return platform::DirectoryListing { .directory = opened(item), .names = std::move(names) };
 }
 
-FileResult<void> MemoryFileSystem::remove(const std::string& path) const
+FileResult<void> MemoryFileSystem::remove(const platform::Location& location) const
 {
     if (const auto ordered = orderedFailure())
         return std::unexpected(*ordered);
-    const auto place = resolved(path, LastLink::kept);
+    const auto place = resolved(location.path, LastLink::kept);
     if (!place)
         return std::unexpected(place.error());
     if (!items_.contains(*place))

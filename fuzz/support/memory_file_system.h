@@ -57,13 +57,13 @@ public:
     [[nodiscard]] std::size_t openFileCount() const { return openFiles_.size(); }
 
     [[nodiscard]] platform::FileResult<platform::OpenFile> openForReading(
-        const std::string& path) const override;
+        const platform::Location& location) const override;
     [[nodiscard]] platform::FileResult<platform::OpenFile> createFile(
         const std::string& path) const override;
     [[nodiscard]] platform::FileResult<platform::FileAttributes> attributes(
         const platform::OpenFile& file) const override;
     [[nodiscard]] platform::FileResult<platform::FileAttributes> attributes(
-        const std::string& path) const override;
+        const platform::Location& location) const override;
     [[nodiscard]] platform::FileResult<std::size_t> read(
         const platform::OpenFile& file, std::span<char> buffer) const override;
     [[nodiscard]] platform::FileResult<void> write(
@@ -76,9 +76,10 @@ public:
         const std::string& path, unsigned permissions) const override;
     [[nodiscard]] platform::FileResult<void> rename(
         const std::string& from, const std::string& to) const override;
-    [[nodiscard]] platform::FileResult<std::vector<std::string>> visibleNames(
+    [[nodiscard]] platform::FileResult<platform::DirectoryListing> visibleNames(
         const std::string& path) const override;
-    [[nodiscard]] platform::FileResult<void> remove(const std::string& path) const override;
+    [[nodiscard]] platform::FileResult<void> remove(
+        const platform::Location& location) const override;
     [[nodiscard]] std::string homeDirectoryForCurrentUser() const override;
     void close(int number) const override;
 

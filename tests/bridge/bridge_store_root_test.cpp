@@ -17,7 +17,7 @@ public:
     }
 
     [[nodiscard]] platform::FileResult<platform::OpenFile> openForReading(
-        const std::string&) const override
+        const platform::Location&) const override
     {
         return touched();
     }
@@ -32,7 +32,7 @@ public:
         return touched();
     }
     [[nodiscard]] platform::FileResult<platform::FileAttributes> attributes(
-        const std::string&) const override
+        const platform::Location&) const override
     {
         return touched();
     }
@@ -66,12 +66,12 @@ public:
     {
         return touched();
     }
-    [[nodiscard]] platform::FileResult<std::vector<std::string>> visibleNames(
+    [[nodiscard]] platform::FileResult<platform::DirectoryListing> visibleNames(
         const std::string&) const override
     {
         return touched();
     }
-    [[nodiscard]] platform::FileResult<void> remove(const std::string&) const override
+    [[nodiscard]] platform::FileResult<void> remove(const platform::Location&) const override
     {
         return touched();
     }

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace bridge {
 
@@ -311,6 +312,24 @@ TEST(ConsumeCommandFiles, PassesOverAFileThatDisappears)
     });
     EXPECT_EQ(consumedNumbers(bridge), Numbers { 2 });
     EXPECT_EQ(commandFiles(bridge), Names {});
+}
+
+TEST(ConsumeCommandFiles, DoesNotFollowALinkThatTakesTheDirectorysPlaceAfterTheListing)
+{
+    BridgeDirectory bridge;
+    support::writeCommand(bridge.path(), "1.command", numberedCommand(1));
+    support::writeCommand(bridge / "elsewhere", "1.command", numberedCommand(2));
+    bool isExchanged = false;
+    bridge.fileSystem.beforeCall([&](FileOperation operation, const std::string&) {
+        if (operation != FileOperation::openForReading || std::exchange(isExchanged, true))
+            return;
+        std::filesystem::rename(bridge / "Commands", bridge / "listed");
+        support::makeSymbolicLink(bridge / "elsewhere/Commands", bridge / "Commands");
+    });
+    EXPECT_EQ(consumedNumbers(bridge), Numbers { 1 });
+    EXPECT_TRUE(isExchanged);
+    EXPECT_EQ(support::namesIn(bridge / "elsewhere/Commands"), Names { "1.command" });
+    EXPECT_EQ(support::namesIn(bridge / "listed"), Names {});
 }
 
 TEST(ConsumeCommandFiles, LeavesFilesThatComeAfterTheListing)

@@ -108,7 +108,7 @@ TEST(ReadOnlyFileSystem, CanBeReadAndNothingElse)
         EXPECT_EQ(outcome(fileSystem.createDirectories(d + "/a/b", 0700)), readOnly);
         EXPECT_EQ(outcome(fileSystem.createDirectories(d + "/full/inner", 0700)), "done");
         EXPECT_EQ(outcome(fileSystem.setDirectoryPermissions(d + "/full", 0755)), readOnly);
-        EXPECT_EQ(fileSystem.visibleNames(d)->size(), 2U);
+        EXPECT_EQ(fileSystem.visibleNames(d)->names.size(), 2U);
         const auto file = fileSystem.openForReading(d + "/x");
         ASSERT_TRUE(file);
         EXPECT_EQ(outcome(fileSystem.setPermissions(*file, 0600)), readOnly);
@@ -144,7 +144,7 @@ TEST(NameThatIsNotUTF8, IsListedAndUsedLikeAnyOther)
     writeFile(directory / name, "123");
     writeFile(directory / ".\xFF", "");
     const platform::FileSystem& fileSystem = platform::localFileSystem();
-    EXPECT_EQ(fileSystem.visibleNames(directory.path()), std::vector<std::string> { name });
+    EXPECT_EQ(fileSystem.visibleNames(directory.path())->names, std::vector<std::string> { name });
     EXPECT_EQ(fileSystem.attributes(directory / name)->size, 3U);
     EXPECT_TRUE(fileSystem.openForReading(directory / name));
     EXPECT_EQ(outcome(fileSystem.remove(directory / name)), "done");

@@ -62,7 +62,7 @@ TEST(OpenFile, NeverTakesThePlaceOfAStandardStreamThatWasClosed)
             return file && file->number() > STDERR_FILENO && closesOnExec(file->number());
         };
         const auto names = fileSystem.visibleNames(directory.path());
-        if (isAbove(opened) && isAbove(created) && names && names->size() == 2
+        if (isAbove(opened) && isAbove(created) && names && names->names.size() == 2
             && !isOpen(STDIN_FILENO) && !isOpen(STDOUT_FILENO) && !isOpen(STDERR_FILENO))
             writeFile(directory / "passed", "");
     });

@@ -22,11 +22,11 @@ using Names = std::vector<std::string>;
 
 Names sortedNames(const std::string& path)
 {
-    auto names = platform::localFileSystem().visibleNames(path);
-    if (!names)
-        return { message(names.error()) };
-    std::ranges::sort(*names);
-    return *names;
+    auto listing = platform::localFileSystem().visibleNames(path);
+    if (!listing)
+        return { message(listing.error()) };
+    std::ranges::sort(listing->names);
+    return listing->names;
 }
 
 // The names, each with a blank after it, or the error.

@@ -54,11 +54,11 @@ FileResult<OpenFile> FailingFileSystem::opened(FileResult<OpenFile> file) const
     return OpenFile(*this, number);
 }
 
-FileResult<OpenFile> FailingFileSystem::openForReading(const std::string& path) const
+FileResult<OpenFile> FailingFileSystem::openForReading(const platform::Location& location) const
 {
-    if (const auto error = called(FileOperation::openForReading, path))
+    if (const auto error = called(FileOperation::openForReading, location.path))
         return std::unexpected(*error);
-    return opened(wrapped_.openForReading(path));
+    return opened(wrapped_.openForReading(location));
 }
 
 FileResult<OpenFile> FailingFileSystem::createFile(const std::string& path) const
@@ -75,11 +75,12 @@ FileResult<platform::FileAttributes> FailingFileSystem::attributes(const OpenFil
     return wrapped_.attributes(file);
 }
 
-FileResult<platform::FileAttributes> FailingFileSystem::attributes(const std::string& path) const
+FileResult<platform::FileAttributes> FailingFileSystem::attributes(
+    const platform::Location& location) const
 {
-    if (const auto error = called(FileOperation::attributesOfPath, path))
+    if (const auto error = called(FileOperation::attributesOfPath, location.path))
         return std::unexpected(*error);
-    return wrapped_.attributes(path);
+    return wrapped_.attributes(location);
 }
 
 FileResult<std::size_t> FailingFileSystem::read(const OpenFile& file, std::span<char> buffer) const
@@ -126,18 +127,24 @@ FileResult<void> FailingFileSystem::rename(const std::string& from, const std::s
     return wrapped_.rename(from, to);
 }
 
-FileResult<std::vector<std::string>> FailingFileSystem::visibleNames(const std::string& path) const
+FileResult<platform::DirectoryListing> FailingFileSystem::visibleNames(
+    const std::string& path) const
 {
     if (const auto error = called(FileOperation::visibleNames, path))
         return std::unexpected(*error);
-    return wrapped_.visibleNames(path);
+    auto listing = wrapped_.visibleNames(path);
+    if (!listing)
+        return listing;
+    auto directory = opened(std::move(listing->directory));
+    return platform::DirectoryListing { .directory = *std::move(directory),
+        .names = std::move(listing->names) };
 }
 
-FileResult<void> FailingFileSystem::remove(const std::string& path) const
+FileResult<void> FailingFileSystem::remove(const platform::Location& location) const
 {
-    if (const auto error = called(FileOperation::remove, path))
+    if (const auto error = called(FileOperation::remove, location.path))
         return std::unexpected(*error);
-    return wrapped_.remove(path);
+    return wrapped_.remove(location);
 }
 
 std::string FailingFileSystem::homeDirectoryForCurrentUser() const
