@@ -44,6 +44,13 @@ public:
         return median(std::move(times));
     }
 
+    void warmUp(const reference::Request& request)
+    {
+        constexpr std::size_t enough = 50;
+        std::ignore = round(request, enough);
+        checkEvents(request, enough);
+    }
+
     // Whether as many events were left as were accepted tells whether the work was done at all.
     void checkEvents(const reference::Request& request, std::size_t count, std::size_t already = 0)
     {
@@ -71,20 +78,27 @@ Candidates startAll(const Settings& settings)
     return candidates;
 }
 
-// One series of medians for each program; who goes first changes from round to round.
+// One series of medians for each program; who goes first changes from round to round. Where a
+// process lies in memory makes it a little faster or slower for all its life, so every few rounds
+// are made with new ones.
 using Series = std::vector<std::vector<double>>;
 
-Series takeTurns(
-    const Settings& settings, const reference::Request& request, const Candidates& candidates)
+Series takeTurns(const Settings& settings, const reference::Request& request)
 {
-    Series series(candidates.size());
-    for (std::size_t round = 0; round <= settings.rounds; ++round) {
+    constexpr std::size_t roundsOfAProcess = 4;
+    Series series(settings.programs.size());
+    Candidates candidates;
+    for (std::size_t round = 0; round < settings.rounds; ++round) {
+        const bool isNew = round % roundsOfAProcess == 0;
+        if (isNew)
+            candidates = startAll(settings);
         for (std::size_t turn = 0; turn < candidates.size(); ++turn) {
             const std::size_t index = (turn + round) % candidates.size();
-            const double time = candidates[index]->round(request, settings.count);
-            candidates[index]->checkEvents(request, settings.count);
-            if (round > 0) // the first one warms up
-                series[index].push_back(time);
+            Candidate& candidate = *candidates[index];
+            if (isNew)
+                candidate.warmUp(request);
+            series[index].push_back(candidate.round(request, settings.count));
+            candidate.checkEvents(request, settings.count);
         }
     }
     return series;
@@ -121,24 +135,22 @@ void measureRoundTrips(const Settings& settings)
     if (names.empty())
         names = { "activity", "activity-without-version", "activity-20-commands", "ping", "pause",
             "resume", "refused-event", "not-frontmost", "malformed" };
-    const Candidates candidates = startAll(settings);
     for (const std::string& name : names)
-        printSeries(settings, name, takeTurns(settings, named(name), candidates));
+        printSeries(settings, name, takeTurns(settings, named(name)));
 }
 
 void measureCommandDirectories(const Settings& settings)
 {
     pinTo(settings.core);
     const reference::Request request = named("resume");
-    const Candidates candidates = startAll(settings);
-    const Series empty = takeTurns(settings, request, candidates);
+    const Series empty = takeTurns(settings, request);
     for (const std::size_t files : { 10U, 100U, 1000U, 10000U }) {
         Settings some = settings;
         some.count = std::max<std::size_t>(3, settings.count / files);
         some.rounds = std::min<std::size_t>(settings.rounds, 9);
         reference::Request crowded = request;
         crowded.foreignCommands = files;
-        const Series series = takeTurns(some, crowded, candidates);
+        const Series series = takeTurns(some, crowded);
         std::printf("%5zu files: per file", files);
         for (std::size_t index = 0; index < series.size(); ++index) {
             const double surplus = median(series[index]) - median(empty[index]);
