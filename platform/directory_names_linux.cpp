@@ -22,7 +22,9 @@ void appendNames(std::vector<std::string>& names, const Buffer& records, std::si
         const char* const record = records.data() + start;
         std::uint16_t recordSize = 0;
         std::memcpy(&recordSize, record + offsetof(dirent64, d_reclen), sizeof recordSize);
-        names.emplace_back(record + offsetof(dirent64, d_name));
+        if (const std::string_view name = record + offsetof(dirent64, d_name);
+            !isOwnOrParentName(name))
+            names.emplace_back(name);
         start += recordSize;
     }
 }

@@ -38,7 +38,9 @@ FileResult<std::vector<std::string>> namesInDirectory(int descriptor)
         const dirent* const entry = ::readdir(stream.get());
         if (entry == nullptr)
             break;
-        names.emplace_back(static_cast<const char*>(entry->d_name));
+        const std::string_view name = static_cast<const char*>(entry->d_name);
+        if (!isOwnOrParentName(name))
+            names.emplace_back(name);
     }
     if (errno != 0)
         return lastError();

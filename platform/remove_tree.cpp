@@ -3,7 +3,6 @@
 #include "platform/directory_names.h"
 
 #include <cerrno>
-#include <string_view>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -19,11 +18,6 @@ constexpr int maximumDepth = 512;
 std::unexpected<FileError> lastError()
 {
     return std::unexpected(FileError { errno });
-}
-
-bool isOwnOrParentName(std::string_view name)
-{
-    return name == "." || name == "..";
 }
 
 FileResult<void> removeItem(int directory, const char* name, int depth);
@@ -53,8 +47,6 @@ FileResult<void> removeContents(int directory, const char* name, int depth)
     if (!names)
         return std::unexpected(names.error());
     for (const std::string& child : *names) {
-        if (isOwnOrParentName(child))
-            continue;
         if (const auto removed = removeItem(descriptor, child.c_str(), depth + 1); !removed)
             return removed;
     }
