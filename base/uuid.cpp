@@ -1,5 +1,7 @@
 #include "base/uuid.h"
 
+#include "base/hexadecimal.h"
+
 #include <cstddef>
 
 namespace base {
@@ -8,39 +10,19 @@ namespace {
 
 constexpr std::size_t textLength = 36;
 
-constexpr bool isHyphenPosition(std::size_t position)
-{
-    return position == 8 || position == 13 || position == 18 || position == 23;
-}
+constexpr std::array<std::size_t, 4> hyphenPositions { 8, 13, 18, 23 };
 
-// The value of every byte as a hexadecimal digit, noDigit for all others.
-constexpr std::uint8_t noDigit = 0xFF;
-constexpr auto hexadecimalValues = [] {
-    std::array<std::uint8_t, 256> values {};
-    values.fill(noDigit);
-    constexpr std::string_view lowerCase = "0123456789abcdef";
-    constexpr std::string_view upperCase = "0123456789ABCDEF";
-    for (std::size_t value = 0; value < lowerCase.size(); ++value) {
-        values[static_cast<std::uint8_t>(lowerCase[value])] = static_cast<std::uint8_t>(value);
-        values[static_cast<std::uint8_t>(upperCase[value])] = static_cast<std::uint8_t>(value);
-    }
-    return values;
-}();
-
-constexpr std::uint8_t hexadecimalValue(char character)
-{
-    return hexadecimalValues[static_cast<std::uint8_t>(character)];
-}
+// Where the two digits of each byte stand.
+constexpr std::array<std::size_t, 16> digitPositions { 0, 2, 4, 6, 9, 11, 14, 16, 19, 21, 24, 26,
+    28, 30, 32, 34 };
 
 std::string formatted(const UUID& uuid, std::string_view digits)
 {
     std::string text(textLength, '-');
-    std::size_t position = 0;
-    for (const std::uint8_t byte : uuid.bytes) {
-        if (isHyphenPosition(position))
-            ++position;
-        text[position++] = digits[byte >> 4U];
-        text[position++] = digits[byte & 0xFU];
+    for (std::size_t index = 0; index < uuid.bytes.size(); ++index) {
+        const std::uint8_t byte = uuid.bytes[index];
+        text[digitPositions[index]] = digits[byte >> 4U];
+        text[digitPositions[index] + 1] = digits[byte & 0xFU];
     }
     return text;
 }
@@ -51,20 +33,23 @@ std::optional<UUID> parseUUID(std::string_view text)
 {
     if (text.size() != textLength)
         return std::nullopt;
-    UUID uuid;
-    std::size_t position = 0;
-    for (std::uint8_t& byte : uuid.bytes) {
-        if (isHyphenPosition(position)) {
-            if (text[position] != '-')
-                return std::nullopt;
-            ++position;
-        }
-        const std::uint8_t high = hexadecimalValue(text[position++]);
-        const std::uint8_t low = hexadecimalValue(text[position++]);
-        if (high == noDigit || low == noDigit)
+    for (const std::size_t position : hyphenPositions) {
+        if (text[position] != '-')
             return std::nullopt;
-        byte = static_cast<std::uint8_t>(high << 4U | low);
     }
+    UUID uuid;
+    // The values of digits leave the high bits clear: one look at the end tells whether all were
+    // digits.
+    unsigned allBits = 0;
+    for (std::size_t index = 0; index < uuid.bytes.size(); ++index) {
+        const std::size_t position = digitPositions[index];
+        const unsigned high = hexadecimalValue(text[position]);
+        const unsigned low = hexadecimalValue(text[position + 1]);
+        allBits |= high | low;
+        uuid.bytes[index] = static_cast<std::uint8_t>(high << 4U | low);
+    }
+    if (allBits > 0xFU)
+        return std::nullopt;
     return uuid;
 }
 

@@ -1,9 +1,12 @@
 #include "bridge/bridge_store.h"
 
+#include "base/hexadecimal.h"
 #include "base/unicode_text.h"
 #include "bridge/private_file.h"
 #include "platform/random.h"
 
+#include <array>
+#include <cassert>
 #include <cerrno>
 #include <cstddef>
 #include <span>
@@ -15,8 +18,24 @@ namespace {
 
 constexpr std::size_t tokenCharacters = 64;
 
+// No file that the host reads may be larger than a command file.
+constexpr std::size_t largestMaximumBytes = maximumCommandBytes;
+
+bool isASCIIToken(std::string_view text)
+{
+    if (text.size() != tokenCharacters)
+        return false;
+    unsigned allBits = 0;
+    for (const char character : text)
+        allBits |= base::hexadecimalValue(character);
+    return allBits < base::notHexadecimal;
+}
+
 bool isValidToken(std::string_view text)
 {
+    // The tokens that applications make; one is read several times for each request.
+    if (isASCIIToken(text))
+        return true;
     // Nothing joins to a hexadecimal digit that is one itself, so characters are scalar values
     // here.
     std::size_t characters = 0;
@@ -102,13 +121,18 @@ std::expected<std::string, BrowserBridgeStoreError> BrowserBridgeStore::readToke
 
 std::string appendingPathComponent(std::string_view directory, std::string_view component)
 {
-    std::string path;
-    path.reserve(directory.size() + 1 + component.size());
-    path += directory;
     // An empty path is the working directory; a slash would make it the root.
-    if (!directory.empty() && !directory.ends_with('/'))
-        path += '/';
-    path += component;
+    const std::size_t slashes = directory.empty() || directory.ends_with('/') ? 0 : 1;
+    const std::size_t size = directory.size() + slashes + component.size();
+    std::string path;
+    // The size that the function is given may be more than was asked for (libstdc++ 12).
+    path.resize_and_overwrite(size, [&](char* text, std::size_t) {
+        text += directory.copy(text, directory.size());
+        if (slashes > 0)
+            *text++ = '/';
+        component.copy(text, component.size());
+        return size;
+    });
     return path;
 }
 
@@ -128,6 +152,7 @@ platform::FileResult<void> ensurePrivateDirectory(
 StoreResult<std::string> readLimitedRegularFile(const platform::Location& location,
     std::int64_t maximumBytes, const platform::FileSystem& fileSystem)
 {
+    assert(maximumBytes <= std::int64_t { largestMaximumBytes });
     const auto file = fileSystem.openForReading(location);
     if (!file)
         return std::unexpected(openingFailure(location, maximumBytes, file.error(), fileSystem));
@@ -140,19 +165,17 @@ StoreResult<std::string> readLimitedRegularFile(const platform::Location& locati
         return std::unexpected(BrowserBridgeStoreError::payloadTooLarge);
 
     // One byte more than allowed is asked for: the application may write at any time, and a file
-    // that grew since its size was asked must not pass.
+    // that grew since its size was asked must not pass. The contents are few mostly; memory for all
+    // that they may be is taken from the stack, where it costs nothing.
     const auto limit = static_cast<std::size_t>(maximumBytes);
-    std::string contents;
-    platform::FileResult<std::size_t> count = 0;
-    contents.resize_and_overwrite(limit + 1, [&](char* buffer, std::size_t size) {
-        count = readUpTo({ buffer, size }, attributes->size, *file, fileSystem);
-        return count.value_or(0);
-    });
+    std::array<char, largestMaximumBytes + 1> buffer; // NOLINT(*-member-init): overwritten
+    const auto count
+        = readUpTo(std::span(buffer).first(limit + 1), attributes->size, *file, fileSystem);
     if (!count)
         return std::unexpected(count.error());
     if (*count > limit)
         return std::unexpected(BrowserBridgeStoreError::payloadTooLarge);
-    return contents;
+    return std::string(buffer.data(), *count);
 }
 
 platform::FileResult<void> writePrivateFileAtomically(

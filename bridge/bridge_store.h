@@ -131,11 +131,12 @@ struct BrowserBridgeStore {
 [[nodiscard]] platform::FileResult<void> ensurePrivateDirectory(
     const std::string& path, const platform::FileSystem& fileSystem);
 
-/// Reads the regular file at `location`, at most `maximumBytes` bytes. An empty file yields empty
-/// contents. Never waits and never follows a symbolic link at the end of the path. Fails with the
-/// file system's error if there is no such item, with malformedEnvelope if it is no regular file,
-/// with payloadTooLarge if it holds more than `maximumBytes` (also if it grew after its size was
-/// asked), otherwise with the file system's error.
+/// Reads the regular file at `location`, at most `maximumBytes` bytes, which must be no more than
+/// `maximumCommandBytes`. An empty file yields empty contents. Never waits and never follows a
+/// symbolic link at the end of the path. Fails with the file system's error if there is no such
+/// item, with malformedEnvelope if it is no regular file, with payloadTooLarge if it holds more
+/// than `maximumBytes` (also if it grew after its size was asked), otherwise with the file system's
+/// error.
 [[nodiscard]] StoreResult<std::string> readLimitedRegularFile(const platform::Location& location,
     std::int64_t maximumBytes, const platform::FileSystem& fileSystem);
 
