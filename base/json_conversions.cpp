@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cfloat>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -20,11 +21,51 @@ bool hasNonZeroDigit(std::string_view number)
     return significand.find_first_of("123456789") != std::string_view::npos;
 }
 
+// The nearest double of a short number without an exponent, as time stamps are. Digits that make an
+// integer up to 2^53 and a power of ten up to 10^22 are doubles exactly, so their quotient is
+// rounded just once; that takes a tenth of what strtod takes.
+std::optional<double> quotientOfExactNumbers(std::string_view number)
+{
+    static_assert(FLT_EVAL_METHOD == 0, "a quotient must not be rounded twice");
+    constexpr std::uint64_t twoToThe53rd = std::uint64_t { 1 } << 53U;
+    constexpr std::size_t mostDigits = 18; // of which none overflows an integer
+    constexpr auto powersOfTen = [] {
+        std::array<double, mostDigits + 1> powers {};
+        double power = 1;
+        for (double& value : powers) {
+            value = power;
+            power *= 10;
+        }
+        return powers;
+    }();
+    const bool isNegative = number.starts_with('-');
+    number.remove_prefix(isNegative ? 1 : 0);
+    if (number.size() > mostDigits)
+        return std::nullopt;
+    std::uint64_t digits = 0;
+    std::size_t decimalPlaces = 0;
+    for (std::size_t index = 0; index < number.size(); ++index) {
+        const auto digit = static_cast<unsigned>(number[index] - '0');
+        if (digit <= 9)
+            digits = digits * 10 + digit;
+        else if (number[index] == '.')
+            decimalPlaces = number.size() - index - 1;
+        else
+            return std::nullopt;
+    }
+    if (digits > twoToThe53rd)
+        return std::nullopt;
+    const double quotient = static_cast<double>(digits) / powersOfTen[decimalPlaces];
+    return isNegative ? -quotient : quotient;
+}
+
 // The nearest double. The parser's own conversion can be one unit in the last place off for 17
 // digits and more, and the standard library's std::from_chars for doubles is not everywhere; strtod
 // rounds correctly and, as the program never sets a locale, takes "." as decimal point.
 double nearestDouble(std::string_view number)
 {
+    if (const auto quotient = quotientOfExactNumbers(number))
+        return *quotient;
     std::array<char, 64> buffer {};
     if (number.size() < buffer.size()) {
         std::ranges::copy(number, buffer.begin());

@@ -75,22 +75,22 @@ std::optional<JsonError> JsonRecordReader::firstFailure() const
 {
     for (std::size_t index = 0; index < fieldCount_; ++index) {
         const Field& field = fields_[index];
-        const auto failure = [&field](JsonErrorKind kind) {
-            return JsonError { .kind = kind, .key = field.key, .description = field.description };
-        };
+        const std::string_view key = field.key.view();
         switch (field.state) {
         case FieldState::absent:
             if (field.isRequired)
-                return JsonError { .kind = JsonErrorKind::keyNotFound, .key = field.key };
+                return JsonError { .kind = JsonErrorKind::keyNotFound, .key = key };
             break;
         case FieldState::null:
             if (field.isRequired)
-                return JsonError { .kind = JsonErrorKind::valueNotFound, .key = field.key };
+                return JsonError { .kind = JsonErrorKind::valueNotFound, .key = key };
             break;
         case FieldState::typeMismatch:
-            return JsonError { .kind = JsonErrorKind::typeMismatch, .key = field.key };
+            return JsonError { .kind = JsonErrorKind::typeMismatch, .key = key };
         case FieldState::dataCorrupted:
-            return failure(JsonErrorKind::dataCorrupted);
+            return JsonError { .kind = JsonErrorKind::dataCorrupted,
+                .key = key,
+                .description = field.description.view() };
         case FieldState::converted:
             if (field.nested != nullptr) {
                 if (auto nestedFailure = field.nested->firstFailure())
@@ -109,7 +109,7 @@ JsonRecordReader::Field* JsonRecordReader::unreadField(std::string_view key)
     for (std::size_t searched = 0; searched < fieldCount_; ++searched) {
         Field& field = fields_[expectedField_];
         expectedField_ = expectedField_ + 1 < fieldCount_ ? expectedField_ + 1 : 0;
-        if (field.key == key)
+        if (field.key.view() == key)
             return field.state == FieldState::absent ? &field : nullptr;
     }
     return nullptr;

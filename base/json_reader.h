@@ -113,7 +113,7 @@ public:
             return conversion(token, *static_cast<Value*>(untyped));
         };
         Field& field = addValue(key, destination, convert);
-        field.description = description;
+        field.description = staticText(description);
         field.isRequired = true;
     }
 
@@ -132,29 +132,39 @@ private:
 
     enum class FieldState : std::uint8_t { absent, null, converted, typeMismatch, dataCorrupted };
 
-    struct Field {
-        std::string_view key;
-        std::string_view description {};
-        void* destination = nullptr;
-        JsonConversion (*convert)(const JsonToken&, void*) = nullptr;
-        JsonRecordReader* nested = nullptr;
-        bool* isPresent = nullptr;
-        bool isRequired = false;
-        FieldState state = FieldState::absent;
+    // A text of static storage. Unlike a view it can be left uninitialised.
+    struct StaticText {
+        const char* start;
+        std::size_t size;
+
+        [[nodiscard]] std::string_view view() const { return { start, size }; }
     };
+
+    // Left uninitialised until it is declared: a reader is made for every record, and clearing all
+    // its fields would cost as much as reading a short text.
+    struct Field {
+        StaticText key;
+        StaticText description;
+        void* destination;
+        JsonConversion (*convert)(const JsonToken&, void*);
+        JsonRecordReader* nested;
+        bool* isPresent;
+        bool isRequired;
+        FieldState state;
+    };
+
+    static StaticText staticText(std::string_view text) { return { text.data(), text.size() }; }
 
     template <typename Value> static JsonConversion convertTo(const JsonToken& token, void* untyped)
     {
         return fromJson(token, *static_cast<Value*>(untyped));
     }
 
-    // Fields are filled where they lie: readers are made for every record, and copying their fields
-    // would cost as much as reading.
     Field& add(std::string_view key)
     {
         assert(fieldCount_ < maximumFieldCount);
         Field& field = fields_[fieldCount_++];
-        field.key = key;
+        field = Field { .key = staticText(key) };
         return field;
     }
 
@@ -172,7 +182,7 @@ private:
 
     static void read(Field& field, const JsonToken& token);
 
-    std::array<Field, maximumFieldCount> fields_;
+    std::array<Field, maximumFieldCount> fields_; // NOLINT(*-member-init): see Field
     std::size_t fieldCount_ = 0;
     std::size_t expectedField_ = 0;
 };

@@ -112,12 +112,28 @@ JsonWriter::JsonWriter()
     text_ += '{';
 }
 
+// Room for `count` more characters, which the caller fills.
+char* JsonWriter::extend(std::size_t count)
+{
+    const std::size_t oldSize = text_.size();
+    const std::size_t newSize = oldSize + count;
+    // The size that the function is given may be more than was asked for (libstdc++ 12).
+    text_.resize_and_overwrite(newSize, [newSize](char*, std::size_t) { return newSize; });
+    return text_.data() + oldSize;
+}
+
 void JsonWriter::appendKey(std::string_view key)
 {
-    text_ += isFirstMember_ ? std::string_view("\"") : std::string_view(",\"");
+    constexpr std::string_view quotesAndColon = "\"\":";
+    const std::size_t commas = isFirstMember_ ? 0 : 1;
     isFirstMember_ = false;
-    text_ += key;
-    text_ += "\":";
+    char* end = extend(commas + key.size() + quotesAndColon.size());
+    if (commas > 0)
+        *end++ = ',';
+    *end++ = '"';
+    end += key.copy(end, key.size());
+    *end++ = '"';
+    *end = ':';
 }
 
 void JsonWriter::appendString(std::string_view value)

@@ -9,6 +9,7 @@
 #include "base/timestamp.h"
 #include "base/uuid.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <expected>
 #include <optional>
@@ -56,6 +57,7 @@ public:
     [[nodiscard]] std::expected<std::string, JsonError> finish() &&;
 
 private:
+    char* extend(std::size_t count);
     void appendKey(std::string_view key);
     void appendString(std::string_view value);
 
