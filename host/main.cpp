@@ -4,6 +4,7 @@
 #include "host/request_loop.h"
 #include "platform/application_launcher.h"
 #include "platform/clock.h"
+#include "platform/core_files.h"
 #include "platform/file_system.h"
 #include "platform/process.h"
 
@@ -60,6 +61,7 @@ int main()
     // Before anything is written: a browser that is gone must not keep the end of the session from
     // being recorded.
     platform::ignoreSignalsOfFailedWrites();
+    platform::forbidCoreFiles();
     std::set_new_handler(giveUpForWantOfMemory);
     try {
         reserve = std::make_unique_for_overwrite<Reserve>();

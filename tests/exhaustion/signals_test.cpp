@@ -72,4 +72,25 @@ TEST_P(SignalToPause, IsGoneOnAfter)
 
 INSTANTIATE_TEST_SUITE_P(OfEitherKind, SignalToPause, testing::Values(SIGSTOP, SIGTSTP));
 
+// Its memory holds the token and what the user visits. Whether the system writes core files at all
+// is asked by the tests of the function that forbids them.
+TEST_F(Exhaustion, ThatEndsInAFaultLeavesNoCoreFile)
+{
+    support::HostOptions withCoreFiles = options();
+    withCoreFiles.beforeStart = [] {
+        rlimit limit {};
+        ::getrlimit(RLIMIT_CORE, &limit);
+        limit.rlim_cur = limit.rlim_max;
+        ::setrlimit(RLIMIT_CORE, &limit);
+        std::signal(SIGQUIT, SIG_DFL);
+    };
+    startHost(withCoreFiles);
+    EXPECT_EQ(ask(activity()), liveResponse());
+    ASSERT_EQ(::kill(host().identifier(), SIGQUIT), 0);
+    const int status = host().wait();
+    ASSERT_TRUE(WIFSIGNALED(status)) << status;
+    EXPECT_EQ(WTERMSIG(status), SIGQUIT);
+    EXPECT_FALSE(WCOREDUMP(status));
+}
+
 } // namespace
