@@ -1,6 +1,7 @@
 // Open files (RLIMIT_NOFILE). Three are the standard streams, and the host never needs more than
-// one besides: whoever starts it with four has everything. Emptying a directory that stands where a
-// command is expected takes one for each level.
+// two besides, the command directory and a file in it: whoever starts it with five has everything,
+// with four everything but commands. Emptying a directory that stands where a command is expected
+// takes one for each level.
 
 #include "tests/exhaustion/exhaustion_test.h"
 
@@ -17,7 +18,7 @@ namespace {
 using namespace exhaustion;
 
 constexpr rlim_t standardStreams = 3;
-constexpr rlim_t enoughForEverything = standardStreams + 1;
+constexpr rlim_t enoughForEverything = standardStreams + 2;
 
 class DescriptorLimit : public Exhaustion {
 protected:
@@ -64,7 +65,21 @@ TEST_F(DescriptorLimit, OfTheStandardStreamsAloneLetsNothingStart)
     }
 }
 
-TEST_F(DescriptorLimit, OfFourIsEnoughForEverythingAndSoIsEveryOther)
+// A command that cannot be read is deleted, whatever the reason.
+TEST_F(DescriptorLimit, OfFourIsEnoughForEverythingButCommands)
+{
+    leavePreferences(true);
+    leaveCommand("2.command");
+    startHost(optionsWithLimit(enoughForEverything - 1));
+    const object first = ask(activity({}, { { "extensionVersion", "1.0" } }));
+    EXPECT_EQ(first.at("accepted"), true);
+    EXPECT_EQ(first.at("filenameLabelsEnabled"), true);
+    EXPECT_FALSE(first.contains("command"));
+    EXPECT_EQ(support::namesIn(pathOf("Commands")), std::vector<std::string> {});
+    expectEndWithTraces(2);
+}
+
+TEST_F(DescriptorLimit, OfFiveIsEnoughForEverythingAndSoIsEveryOther)
 {
     std::size_t events = 0;
     for (rlim_t limit = enoughForEverything; limit < enoughForEverything + 8; ++limit) {
@@ -92,7 +107,7 @@ TEST_F(DescriptorLimit, LeavesDirectoriesThatAreTooDeepWhereCommandsAreExpected)
     for (int levels = 1; levels < 4; ++levels) {
         SCOPED_TRACE(levels);
         leaveDirectories(levels);
-        const rlim_t needed = standardStreams + static_cast<rlim_t>(levels);
+        const rlim_t needed = standardStreams + 1 + static_cast<rlim_t>(levels);
         if (needed > enoughForEverything) {
             startHost(optionsWithLimit(needed - 1));
             EXPECT_EQ(ask(ping()), liveResponse());
