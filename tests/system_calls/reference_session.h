@@ -78,6 +78,10 @@ public:
 
     [[nodiscard]] pid_t processIdentifier() const { return process_; }
 
+    // The ends of the pipes, for those who do not want to wait for ever.
+    [[nodiscard]] int inputDescriptor() const { return input_; }
+    [[nodiscard]] int outputDescriptor() const { return output_; }
+
     /// Sends a frame and waits for the answer's payload, valid until the next call; none when the
     /// program is gone.
     [[nodiscard]] std::optional<std::string_view> ask(std::string_view frame);
