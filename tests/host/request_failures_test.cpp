@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -120,100 +119,6 @@ TEST_F(FailingFiles, CommandsThatCannotBeListedOrDeletedChangeNothingElse)
     EXPECT_EQ(handleOnceWith(FileOperation::remove, EACCES, pauseText(false)), expected);
     EXPECT_TRUE(support::exists(pathOf("Commands/1.command")));
 }
-
-// Fails the first file operation of a request, then the second, and so on to its last.
-class EveryFailure : public FailingFiles, public testing::WithParamInterface<const char*> {
-protected:
-    static std::string payload()
-    {
-        const std::string type = GetParam();
-        if (type == "readinessPing")
-            return pingText();
-        if (type == "browserActivity")
-            return activityText(support::validPDFEvent(), versionMember);
-        if (type == "trackingPauseChanged")
-            return pauseText(true);
-        if (type == "malformed")
-            return "{";
-        return requestText(type);
-    }
-
-    static bool isAllowed(const NativeHostResponse& response)
-    {
-        if (std::string_view(GetParam()) == "malformed")
-            return !response.accepted && response.error == malformedText;
-        if (response.accepted)
-            return !response.error;
-        const std::vector<std::string_view> reasons { appUnavailableText, bridgeNotReadyText,
-            "Input/output error" };
-        return std::string_view(GetParam()) == "browserActivity" && response.error
-            && std::ranges::find(reasons, *response.error) != reasons.end();
-    }
-
-    // Which of the request's calls fails, counted from 1; yields whether there was such a call.
-    bool failsAt(int number)
-    {
-        setUpBridge();
-        memory = {};
-        const std::size_t before = fileSystem.calls().size();
-        fileSystem.failCall(number, EIO);
-        const NativeHostResponse response = handle(payload());
-        const std::size_t calls = fileSystem.calls().size() - before;
-        fileSystem.failCall(0, 0);
-
-        EXPECT_TRUE(isAllowed(response)) << testing::PrintToString(response);
-        expectNothingUnfinished();
-        if (calls < static_cast<std::size_t>(number))
-            return false;
-        const FileOperation failed
-            = fileSystem.calls()[before + static_cast<std::size_t>(number) - 1];
-        expectEvents(response, failed);
-        expectNextRequestAnswered();
-        return true;
-    }
-
-private:
-    // An event that was refused is not there, unless all that failed was narrowing its file.
-    void expectEvents(const NativeHostResponse& response, FileOperation failed) const
-    {
-        if (std::string_view(GetParam()) != "browserActivity")
-            return;
-        const bool isThere = response.accepted || failed == FileOperation::setPermissions;
-        EXPECT_EQ(eventCount(), isThere ? 1U : 0U);
-    }
-
-    void expectNextRequestAnswered()
-    {
-        setUpBridge();
-        const NativeHostResponse response = handle(activityText(support::validPDFEvent()));
-        NativeHostResponse expected = liveResponse();
-        expected.filenameLabelsEnabled = true;
-        expected.localFilePermission = events::BrowserLocalFilePermission::enabled;
-        expected.command = support::command().command;
-        EXPECT_EQ(response, expected);
-        EXPECT_EQ(eventCount(), 1U);
-    }
-};
-
-TEST_P(EveryFailure, IsAnsweredAndLeavesNothingUnfinished)
-{
-    constexpr int moreThanAnyRequestTakes = 200;
-    int number = 1;
-    while (number < moreThanAnyRequestTakes && failsAt(number)) {
-        if (HasFailure()) {
-            ADD_FAILURE() << "with call " << number << " failing";
-            return;
-        }
-        ++number;
-    }
-    EXPECT_GT(number, 6); // there were calls to fail
-    EXPECT_LT(number, moreThanAnyRequestTakes);
-}
-
-INSTANTIATE_TEST_SUITE_P(OfEveryType, EveryFailure,
-    testing::Values("readinessPing", "openMerrowin", "openDiagnostics", "browserActivity",
-        "trackingPauseChanged", "malformed"),
-    [](const auto& testCase) { return std::string(testCase.param); });
 
 } // namespace
 } // namespace host

@@ -1,11 +1,61 @@
 #include "tests/support/failing_file_system.h"
 
+#include <array>
+#include <cerrno>
 #include <utility>
 
 namespace support {
 
 using platform::FileResult;
 using platform::OpenFile;
+
+namespace {
+
+// What may become of the way to an item; an interrupted call is one of the things that a network's
+// or a user's own file system answers.
+constexpr std::array openingErrors { EACCES, EPERM, ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG, EMFILE,
+    ENFILE, EIO, EINTR };
+constexpr std::array askingErrors { EACCES, EPERM, ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG, EIO,
+    EINTR };
+constexpr std::array readingErrors { EISDIR, EIO, EINTR };
+constexpr std::array writingErrors { ENOSPC, EDQUOT, EPERM, EIO, EINTR };
+constexpr std::array permissionErrors { EACCES, EPERM, ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG, EROFS,
+    ENOSPC, EDQUOT, EIO, EINTR };
+constexpr std::array removingErrors { EACCES, EPERM, ENOENT, ENOTDIR, ELOOP, EISDIR, ENAMETOOLONG,
+    EROFS, EMFILE, ENFILE, EIO, EINTR };
+constexpr std::array makingErrors { EACCES, EPERM, ENOENT, ENOTDIR, ELOOP, EISDIR, ENAMETOOLONG,
+    EROFS, ENOSPC, EDQUOT, EMFILE, ENFILE, EIO, EINTR };
+constexpr std::array renamingErrors { EACCES, EPERM, ENOENT, ENOTDIR, ELOOP, EISDIR, ENAMETOOLONG,
+    EROFS, ENOSPC, EDQUOT, EXDEV, EIO, EINTR };
+
+} // namespace
+
+std::span<const int> possibleErrors(FileOperation operation)
+{
+    switch (operation) {
+    case FileOperation::openForReading:
+    case FileOperation::visibleNames:
+        return openingErrors;
+    case FileOperation::attributesOfOpenFile:
+    case FileOperation::attributesOfPath:
+        return askingErrors;
+    case FileOperation::read:
+        return readingErrors;
+    case FileOperation::write:
+        return writingErrors;
+    case FileOperation::setPermissions:
+    case FileOperation::setDirectoryPermissions:
+        return permissionErrors;
+    case FileOperation::createFile:
+    case FileOperation::createDirectories:
+        return makingErrors;
+    case FileOperation::rename:
+        return renamingErrors;
+    case FileOperation::remove:
+        break;
+    }
+    return removingErrors;
+}
 
 FailingFileSystem::FailingFileSystem(const platform::FileSystem& wrapped)
     : wrapped_(wrapped)
@@ -15,6 +65,14 @@ FailingFileSystem::FailingFileSystem(const platform::FileSystem& wrapped)
 void FailingFileSystem::failCall(int number, int code)
 {
     callsUntilFailure_ = number;
+    isFailureLasting_ = false;
+    failureCode_ = code;
+}
+
+void FailingFileSystem::failFromCall(int number, int code)
+{
+    callsUntilFailure_ = number;
+    isFailureLasting_ = true;
     failureCode_ = code;
 }
 
@@ -36,7 +94,7 @@ std::optional<platform::FileError> FailingFileSystem::called(
     if (beforeCall_)
         beforeCall_(operation, path);
     const bool isNumberedCall = callsUntilFailure_ == 1;
-    if (callsUntilFailure_ > 0)
+    if (callsUntilFailure_ > 0 && !(isNumberedCall && isFailureLasting_))
         --callsUntilFailure_;
     if (isNumberedCall || operation == failingOperation_)
         return platform::FileError { failureCode_ };

@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,10 @@ enum class FileOperation {
     remove
 };
 
+/// The errors that a call of this operation may come back with, whoever provides the file system
+/// and whatever became of its disk. All are the operating system's own.
+[[nodiscard]] std::span<const int> possibleErrors(FileOperation operation);
+
 class FailingFileSystem final : public platform::FileSystem {
 public:
     explicit FailingFileSystem(const platform::FileSystem& wrapped = platform::localFileSystem());
@@ -34,6 +39,10 @@ public:
     /// Makes the `number`-th call from now fail (1 is the next one) with the error number `code`,
     /// whatever it is.
     void failCall(int number, int code);
+
+    /// Makes the `number`-th call from now and all after it fail with the error number `code`. 0
+    /// ends that.
+    void failFromCall(int number, int code);
 
     /// Makes all calls of one operation fail with the error number `code`.
     void failOperation(FileOperation operation, int code);
@@ -83,6 +92,7 @@ private:
 
     const platform::FileSystem& wrapped_;
     mutable int callsUntilFailure_ = 0;
+    bool isFailureLasting_ = false;
     int failureCode_ = 0;
     std::optional<FileOperation> failingOperation_;
     std::function<void(FileOperation, const std::string&)> beforeCall_;
