@@ -210,6 +210,9 @@ TEST(LongExponents, DoNotHideOtherFaults)
     EXPECT_EQ(memberOf<bool>(R"({"x":1e99999999999,"m":1})"), std::nullopt);
     EXPECT_EQ(memberOf<bool>(R"({"x":1e99999999999})"), std::nullopt);
     EXPECT_EQ(memberOf<bool>(R"([1e99999999999])"), std::nullopt);
+    for (const char* const unfinished : { R"("m)", R"("m\")", R"("m\)", R"(")" })
+        EXPECT_EQ(memberOf<bool>(R"({"m":true,"x":1e99999999999,)" + std::string(unfinished)),
+            std::nullopt);
 }
 
 } // namespace

@@ -174,6 +174,13 @@ TEST(Trimmed, RemovesABlankButNotTheMarkOnIt)
     EXPECT_EQ(base::trimmed("x \u0301"), "x \u0301");
 }
 
+TEST(Trimmed, StopsAtBytesThatAreNoUTF8)
+{
+    for (const std::string_view text : { "\xFF"sv, "\xFF a \xFF"sv, "\xE3\x80"sv, "\xC3 \xC3"sv })
+        EXPECT_EQ(base::trimmed(text), text);
+    EXPECT_EQ(base::trimmed(" \xFF "), "\xFF");
+}
+
 TEST(AllScalars, AsksForEveryScalarValueInOrder)
 {
     std::u32string asked;

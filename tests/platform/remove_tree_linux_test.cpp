@@ -1,6 +1,6 @@
-// Trees in which items are exchanged for links while they are removed. This program's own
-// `unlinkat` stands before the C library's here, so that an exchange takes place exactly between
-// two calls.
+// Trees in which items are exchanged for links while they are removed, or cannot be removed. This
+// program's own `unlinkat` stands before the C library's here, so that an exchange takes place
+// exactly between two calls, and one of them fails.
 
 #include "platform/remove_tree.h"
 #include "tests/support/file_cases.h"
@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/syscall.h>
@@ -30,6 +31,10 @@ struct Interference {
 
 Interference pending;
 
+// The call, counted from 1, that fails instead of being made, and its error.
+int failingCall = 0;
+int failingCallError = 0;
+
 void interfereAfter(std::string_view name, int flags)
 {
     if (pending.action && name.ends_with(pending.name) && flags == pending.flags)
@@ -40,6 +45,13 @@ void interfereAfter(std::string_view name, int flags)
 
 extern "C" int unlinkat(int directory, const char* name, int flags) noexcept
 {
+    if (failingCall > 0) {
+        --failingCall;
+        if (failingCall == 0) {
+            errno = failingCallError;
+            return -1;
+        }
+    }
     const long result = ::syscall(SYS_unlinkat, directory, name, flags);
     const int error = errno;
     interfereAfter(name, flags);
@@ -104,6 +116,35 @@ TEST_F(RemoveTreeMeanwhile, FollowsNoLinkThatTookAnInnerDirectorysPlace)
     EXPECT_EQ(removeWhileExchanging("inner", AT_REMOVEDIR), failure(ENOTDIR));
     EXPECT_EQ(describe("out/file"), "file 0600 1 B");
     EXPECT_EQ(describe("x/inner"), "link");
+}
+
+// Removes the tree d, which holds the file d/file; its second call finds the directory not empty,
+// its fourth removes it.
+std::string removeWithFailingCall(const TemporaryDirectory& directory, int number, int error)
+{
+    writeFile(directory / "d/file", "1");
+    failingCall = number;
+    failingCallError = error;
+    return outcome(platform::removeTree(directory / "d"));
+}
+
+TEST(RemoveTreeThatFails, TakesBothAnswersForADirectoryThatIsNotEmpty)
+{
+    const TemporaryDirectory directory;
+    for (const int error : { ENOTEMPTY, EEXIST }) {
+        EXPECT_EQ(removeWithFailingCall(directory, 2, error), "done");
+        EXPECT_FALSE(exists(directory / "d"));
+    }
+    EXPECT_EQ(removeWithFailingCall(directory, 2, EBUSY), failure(EBUSY));
+    EXPECT_TRUE(exists(directory / "d/file"));
+}
+
+TEST(RemoveTreeThatFails, LeavesADirectoryThatItEmptiedAndCannotRemove)
+{
+    const TemporaryDirectory directory;
+    EXPECT_EQ(removeWithFailingCall(directory, 4, EBUSY), failure(EBUSY));
+    EXPECT_TRUE(exists(directory / "d"));
+    EXPECT_EQ(namesIn(directory / "d"), std::vector<std::string> {});
 }
 
 } // namespace
