@@ -39,6 +39,15 @@ else()
         $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
 endif()
 
+if(KESTRANE_COVERAGE)
+    # The counters of all runs of a program lie in one file ("%m") that its processes have in memory ("%c"), so nothing is
+    # lost where one ends by a signal or becomes another program. The name is built in, as tests empty the environment.
+    target_compile_options(kestrane_settings INTERFACE
+        -fprofile-instr-generate=${CMAKE_BINARY_DIR}/profiles/%c%m.profraw -fcoverage-mapping
+        "SHELL:-mllvm -runtime-counter-relocation")
+    target_link_options(kestrane_settings INTERFACE -fprofile-instr-generate)
+endif()
+
 if(KESTRANE_BUILD_FUZZERS)
     # Fuzzers are led by what they reach, also in the code under test.
     add_compile_options(-fsanitize=fuzzer-no-link)
