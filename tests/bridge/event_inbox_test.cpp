@@ -146,8 +146,9 @@ TEST(WriteInboxEvent, TakesAnyTimeWhoseMicrosecondsFitIn64Bits)
 
 TEST(WriteInboxEventDeathTest, StopsTheProcessForATimeThatDoesNotFit)
 {
-    for (const double seconds :
-        { 1e300, -1e300, 9223372036855.0 + yearsOf1970, -9223372036855.0 + yearsOf1970 }) {
+    // The third is the first that is too large: of it there are exactly 2^63 microseconds.
+    for (const double seconds : { 1e300, -1e300, 9223372036854.775808 + yearsOf1970,
+             9223372036855.0 + yearsOf1970, -9223372036855.0 + yearsOf1970 }) {
         const BridgeDirectory bridge;
         EXPECT_EXIT(std::ignore = write(bridge, eventJson, { seconds }),
             testing::KilledBySignal(SIGABRT), "")
