@@ -16,6 +16,9 @@ target_compile_options(kestrane_settings INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-align
     -Wnon-virtual-dtor -Woverloaded-virtual -Wnull-dereference -Wformat=2 -Wundef
     -fstack-protector-strong -ffunction-sections -fdata-sections -fvisibility=hidden)
+# In debug builds, what looks into an empty optional or past the end of a text stops the program: otherwise a check that is
+# missing could pass its tests by chance.
+target_compile_definitions(kestrane_settings INTERFACE $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
 # Designated initialisers leave members out on purpose: those keep the value that their record gives them.
 target_compile_options(kestrane_settings INTERFACE -Wno-missing-field-initializers)
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
