@@ -69,6 +69,21 @@ TEST(OpenFile, NeverTakesThePlaceOfAStandardStreamThatWasClosed)
     EXPECT_TRUE(exists(directory / "passed"));
 }
 
+TEST(OpenFile, NeverTakesThePlaceOfTheOneStandardStreamThatWasClosed)
+{
+    for (const int stream : { STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO }) {
+        const TemporaryDirectory directory;
+        writeFile(directory / "x", "1");
+        inChildProcess([&directory, stream] {
+            ::close(stream);
+            const auto opened = platform::localFileSystem().openForReading(directory / "x");
+            if (opened && opened->number() > STDERR_FILENO && !isOpen(stream))
+                writeFile(directory / "passed", "");
+        });
+        EXPECT_TRUE(exists(directory / "passed")) << stream;
+    }
+}
+
 TEST(OpenFile, IsNotLeftBehindWhenItCannotBeMovedAboveTheStandardStreams)
 {
     const TemporaryDirectory directory;
