@@ -249,7 +249,8 @@ class Finder:
                 continue  # a function's definition
             if before[-1] == ":" and re.search(r"(public|private):$", before):
                 continue
-            self.add("statement dropped", (match.start(2), end, "(void)0"))
+            dropped = " ".join(self.source[match.start(2):end].split())
+            self.add("statement dropped", (match.start(2), end, f"(void)0 /* {dropped} */"))
 
 
 def enumerations_of(sources):
