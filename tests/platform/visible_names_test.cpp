@@ -170,15 +170,17 @@ TEST(VisibleNames, HaveUpTo255Bytes)
     EXPECT_EQ(sortedNames(directory.path()), expected);
 }
 
-TEST(NamesInDirectory, HoldItsOwnAndItsParentsName)
+TEST(NamesInDirectory, HoldHiddenNamesButNotItsOwnAndItsParents)
 {
     const TemporaryDirectory directory;
+    for (const char* const name : { ".x", "...", "..x", "x" })
+        writeFile(directory / name, "");
     const auto open = platform::localFileSystem().openForReading(directory.path());
     ASSERT_TRUE(open);
     auto names = platform::namesInDirectory(open->number());
     ASSERT_TRUE(names);
     std::ranges::sort(*names);
-    EXPECT_EQ(*names, (Names { ".", ".." }));
+    EXPECT_EQ(*names, (Names { "...", "..x", ".x", "x" }));
     // The descriptor is still the caller's.
     EXPECT_TRUE(platform::localFileSystem().attributes(*open));
 }
