@@ -81,6 +81,7 @@ constexpr std::array awaitingAProcess { interrupted, noChild };
 constexpr std::array movingTheBreak { nothingDone };
 constexpr std::array takingMemory { noMemory };
 constexpr std::array settingSignals { invalid };
+constexpr std::array forbiddingCoreFiles { invalid, noCall };
 constexpr std::array startingASession { notPermitted };
 constexpr std::array redirecting { tooManyHere, busy, interrupted };
 constexpr std::array closingAll { noMemory, noCall };
@@ -125,6 +126,7 @@ constexpr std::array table {
     Row { "mremap", takingMemory },
     Row { "rt_sigaction", settingSignals },
     Row { "rt_sigprocmask", settingSignals },
+    Row { "prctl", forbiddingCoreFiles },
     Row { "setsid", startingASession },
     Row { "dup2", redirecting },
     Row { "close_range", closingAll },
