@@ -6,6 +6,7 @@
 #include "fuzz/support/naive_validation.h"
 
 #include <array>
+#include <cmath>
 #include <limits>
 
 namespace {
@@ -14,12 +15,15 @@ using fuzz::ByteSource;
 using fuzz::NaiveEvent;
 using fuzz::Scalars;
 
-constexpr base::Timestamp now { 763637213.0 };
+constexpr double infinity = std::numeric_limits<double>::infinity();
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+
+constexpr std::array<double, 8> times { 763637213.0, 763637213.0, 763637213.0, 763637213.0, 0,
+    infinity, -infinity, notANumber };
 
 // Where the rules change their mind, and what is on either side.
 constexpr std::array<double, 16> ages { 0, 120, 120.0009765625, 119.9990234375, -30, -30.0009765625,
-    -29.9990234375, -31, 1e300, -1e300, 60, std::numeric_limits<double>::infinity(), 1e9, -1e9,
-    0.25, -std::numeric_limits<double>::infinity() };
+    -29.9990234375, -31, 1e300, -1e300, 60, infinity, notANumber, -1e9, 0.25, -infinity };
 
 constexpr std::array<std::string_view, 12> browsers { "com.google.Chrome", "com.microsoft.edgemac",
     "com.brave.Browser", "company.thebrowser.Browser", "com.operasoftware.Opera",
@@ -76,37 +80,31 @@ std::optional<std::string> encoded(const std::optional<Scalars>& scalars)
     return scalars ? std::optional(fuzz::naiveUTF8(*scalars)) : std::nullopt;
 }
 
-void checkAccepted(const events::BrowserActivityEvent& event,
-    const events::BrowserActivityEvent& result, const fuzz::NaiveNormalForm& normal)
-{
-    events::BrowserActivityEvent expected = event;
-    expected.browserDisplayName = normal.displayName;
-    expected.hostname = normal.hostname;
-    expected.temporaryTabIdentifier = normal.tab;
-    expected.pdfIdentifier = normal.pdfIdentifier;
-    expected.pdfLabel = normal.pdfLabel;
-    fuzz::require(result == expected, "an accepted event comes out in its normal form");
-    fuzz::require(events::validate(result, now, {}) == result,
-        "an event in its normal form is accepted as it is");
-}
+// The same event in both forms.
+struct TakenEvent {
+    base::Timestamp now {};
+    NaiveEvent naive {};
+    events::BrowserActivityEvent event {};
+};
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+TakenEvent takeEvent(ByteSource& source)
 {
-    ByteSource source(fuzz::textOf(data, size));
     constexpr auto types = base::allValues<events::BrowserActivityEventType>();
-    const auto type = types.at(source.below(types.size()));
-    const std::uint8_t flags = source.byte();
-    const auto flag = [flags](unsigned bit) { return (unsigned { flags } >> bit & 1U) != 0; };
+    TakenEvent taken;
+    auto& [now, naive, event] = taken;
+    event.eventType = types.at(source.below(types.size()));
+    const unsigned flags = source.byte();
+    const auto flag = [flags](unsigned bit) { return (flags >> bit & 1U) != 0; };
     const double age = ages.at(source.below(ages.size()));
-    const std::string_view browser = browsers.at(source.below(browsers.size()));
-    const std::uint8_t sources = source.byte();
+    event.browserBundleIdentifier = browsers.at(source.below(browsers.size()));
+    const unsigned choices = source.byte();
+    now.secondsSince2001 = times.at(choices / 32U);
+    event.timestamp.secondsSince2001 = now.secondsSince2001 - age;
 
-    NaiveEvent naive {
-        .age = age, .browser = std::string(browser), .type = std::string(base::text(type))
-    };
-    naive.isPrivate = flag(0);
+    naive.age = std::isfinite(now.secondsSince2001) ? age : notANumber;
+    naive.browser = event.browserBundleIdentifier;
+    naive.type = base::text(event.eventType);
+    naive.isPrivate = event.isPrivate = flag(0);
     naive.isLocalPDF = flag(1);
     naive.hasLabelSource = flag(2);
     naive.displayName = takeText(source);
@@ -115,31 +113,48 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     naive.pdfIdentifier = takeOptionalText(source, flag(5));
     naive.pdfLabel = takeOptionalText(source, flag(6));
 
-    events::BrowserActivityEvent event;
     event.browserDisplayName = fuzz::naiveUTF8(naive.displayName);
-    event.browserBundleIdentifier = naive.browser;
     event.hostname = encoded(naive.hostname);
     event.temporaryTabIdentifier = encoded(naive.tab);
-    event.timestamp.secondsSince2001 = now.secondsSince2001 - age;
-    event.eventType = type;
-    event.isPrivate = naive.isPrivate;
-    event.resourceType = naive.isLocalPDF ? events::BrowserActivityResourceType::localPDF
-                                          : events::BrowserActivityResourceType::website;
     event.pdfIdentifier = encoded(naive.pdfIdentifier);
     event.pdfLabel = encoded(naive.pdfLabel);
+    if (naive.isLocalPDF)
+        event.resourceType = events::BrowserActivityResourceType::localPDF;
     if (naive.hasLabelSource)
-        event.pdfLabelSource = static_cast<events::BrowserPDFLabelSource>(sources & 1U);
+        event.pdfLabelSource = static_cast<events::BrowserPDFLabelSource>(choices & 1U);
     if (flag(7)) {
         event.localFilePermission
-            = static_cast<events::BrowserLocalFilePermission>((sources >> 1U) % 3U);
+            = static_cast<events::BrowserLocalFilePermission>((choices >> 1U) % 3U);
     }
+    return taken;
+}
 
-    const auto result = events::validate(event, now, {});
-    const fuzz::NaiveVerdict verdict = fuzz::judgeEvent(naive);
+void checkAccepted(const TakenEvent& taken, const events::BrowserActivityEvent& result,
+    const fuzz::NaiveNormalForm& normal)
+{
+    events::BrowserActivityEvent expected = taken.event;
+    expected.browserDisplayName = normal.displayName;
+    expected.hostname = normal.hostname;
+    expected.temporaryTabIdentifier = normal.tab;
+    expected.pdfIdentifier = normal.pdfIdentifier;
+    expected.pdfLabel = normal.pdfLabel;
+    fuzz::require(result == expected, "an accepted event comes out in its normal form");
+    fuzz::require(events::validate(result, taken.now, {}) == result,
+        "an event in its normal form is accepted as it is");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    ByteSource source(fuzz::textOf(data, size));
+    const TakenEvent taken = takeEvent(source);
+    const auto result = events::validate(taken.event, taken.now, {});
+    const fuzz::NaiveVerdict verdict = fuzz::judgeEvent(taken.naive);
     fuzz::requireFor(result.has_value() == verdict.refusal.empty(),
         "the validator and the rules agree on which events are accepted", verdict.refusal);
     if (result) {
-        checkAccepted(event, *result, verdict.normalForm);
+        checkAccepted(taken, *result, verdict.normalForm);
         return 0;
     }
     fuzz::requireFor(events::message(result.error()) == verdict.refusal,

@@ -9,6 +9,7 @@
 
 namespace {
 
+using namespace std::string_view_literals;
 using fuzz::pick;
 using fuzz::Random;
 
@@ -39,6 +40,16 @@ std::string inventedFrame(Random& random)
     }
 }
 
+// The schedule: mostly short pieces, now and then an interruption or a failure.
+std::string inventedSchedule(Random& random)
+{
+    constexpr std::string_view orders = "\0\0\1\1\2\3\4\5\x40\xFB\xFC\xFC\xFD\xFD\xFE\xFF"sv;
+    std::string schedule;
+    for (std::size_t rest = pick(random, 24); rest > 0; --rest)
+        schedule += orders[pick(random, orders.size())];
+    return schedule;
+}
+
 } // namespace
 
 extern "C" std::size_t LLVMFuzzerCustomMutator(
@@ -47,10 +58,16 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(
     Random random(seed);
     if (pick(random, 2) == 0)
         return LLVMFuzzerMutate(data, size, maximumSize);
-    std::string bytes(fuzz::textOf(data, size));
-    if (pick(random, 4) == 0)
-        bytes.insert(0, inventedFrame(random));
+    fuzz::ByteSource source(fuzz::textOf(data, size));
+    std::string schedule(source.take(source.byte()));
+    std::string frames(source.rest());
+    const std::size_t choice = pick(random, 4);
+    if (choice == 0)
+        schedule = inventedSchedule(random);
+    else if (choice == 1)
+        frames.insert(0, inventedFrame(random));
     else
-        bytes += inventedFrame(random);
-    return fuzz::replaceInput(bytes, data, maximumSize);
+        frames += inventedFrame(random);
+    return fuzz::replaceInput(
+        static_cast<char>(schedule.size()) + schedule + frames, data, maximumSize);
 }

@@ -34,7 +34,7 @@ std::string inventedCommand(Random& random)
 
 Step inventedStep(Random& random)
 {
-    switch (pick(random, 14)) {
+    switch (pick(random, 16)) {
     case 0:
         return { StepKind::state, fuzz::inventedRecord(fuzz::stateRules(), random) };
     case 1:
@@ -51,10 +51,12 @@ Step inventedStep(Random& random)
     case 7:
         return { StepKind::failingCall, randomBytes(2, random) };
     case 8:
-        return { StepKind::clock, randomBytes(1, random) };
+        return { StepKind::clock, randomBytes(pick(random, 2) * 3, random) };
     case 9:
         return { StepKind::process, randomBytes(1, random) };
     case 10:
+        return { StepKind::padding, randomBytes(2, random) };
+    case 11:
         return pick(random, 4) == 0 ? Step { StepKind::longRequest,
             randomBytes(2, random) + fuzz::inventedRecord(fuzz::requestRules(), random) }
                                     : Step { StepKind::endOfSession, {} };

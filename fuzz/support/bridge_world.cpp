@@ -1,18 +1,27 @@
 #include "fuzz/support/bridge_world.h"
 
 #include "fuzz/support/byte_source.h"
+#include "fuzz/support/claims.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstring>
+#include <utility>
 
 namespace fuzz {
 
 namespace {
 
-constexpr std::array<std::string_view, 9> places { "bridge-token", "state.json", "preferences.json",
-    "Inbox", "Commands", "Readiness", "Readiness/googleChrome.readiness", "Commands/b.command",
-    "" };
+constexpr std::array<std::string_view, 10> places { "bridge-token", "state.json",
+    "preferences.json", "Inbox", "Commands", "Readiness", "Readiness/googleChrome.readiness",
+    "Commands/b.command", "", "Commands/b.command/inner" };
+
+// On both sides of the limits of tokens, records and commands.
+constexpr std::array<std::size_t, 9> sizes { 127, 128, 129, 4095, 4096, 4097, 16383, 16384, 16385 };
+
+// Of the clock's movements, in seconds.
+constexpr std::array<double, 3> units { 0.125, 1, 60 };
 
 constexpr std::array errors { EACCES, EPERM, ENOENT, ENOTDIR, ELOOP, EISDIR, ENOSPC, EDQUOT, EROFS,
     EIO, EMFILE, ENFILE, ENAMETOOLONG, EXDEV };
@@ -76,7 +85,11 @@ BridgeWorld::BridgeWorld()
         .fileSystem = fileSystem_,
         .services = {
             .now = [this] { return base::Timestamp { now_ }; },
-            .processExists = [this](std::int32_t) { return processExists_; },
+            .processExists =
+                [this](std::int32_t process) {
+                    require(process >= 1, "nothing but single processes is asked for");
+                    return processExists_;
+                },
             .openCompanionApplication = [this] { ++openings_; },
         },
     }
@@ -104,6 +117,8 @@ void BridgeWorld::change(const Step& step)
         return putCommand(step.payload);
     case StepKind::item:
         return putItem(step.payload);
+    case StepKind::padding:
+        return padFile(step.payload);
     case StepKind::growth:
         return growFile(step.payload);
     case StepKind::readLimit:
@@ -111,8 +126,7 @@ void BridgeWorld::change(const Step& step)
     case StepKind::failingCall:
         return failCall(step.payload);
     case StepKind::clock:
-        now_ += static_cast<std::int16_t>(source.word()) / 8.0;
-        return;
+        return moveClock(step.payload);
     case StepKind::process:
         processExists_ = source.flag();
         return;
@@ -164,6 +178,15 @@ void BridgeWorld::putItem(std::string_view payload)
         fileSystem_.put(place, item);
 }
 
+void BridgeWorld::padFile(std::string_view payload)
+{
+    ByteSource source(payload);
+    MemoryItem* const item = fileSystem_.find(placeAt(source));
+    const std::size_t size = sizes.at(source.below(sizes.size()));
+    if (item != nullptr && item->kind == ItemKind::file && item->contents.size() < size)
+        item->contents.resize(size, ' ');
+}
+
 void BridgeWorld::growFile(std::string_view payload)
 {
     ByteSource source(payload);
@@ -180,12 +203,38 @@ void BridgeWorld::limitReads(std::string_view payload)
     fileSystem_.limitReads(limitsReads_ ? limit : static_cast<std::size_t>(-1));
 }
 
+void BridgeWorld::moveClock(std::string_view payload)
+{
+    if (payload.empty()) {
+        now_ = startOfClock;
+        return;
+    }
+    ByteSource source(payload);
+    const auto distance = static_cast<std::int16_t>(source.word());
+    now_ += distance * units.at(source.below(units.size()));
+}
+
 void BridgeWorld::failCall(std::string_view payload)
 {
     ByteSource source(payload);
     constexpr std::size_t mostCalls = 64;
     const auto number = static_cast<int>(source.below(mostCalls));
-    fileSystem_.failCall(number, errors.at(source.below(errors.size())));
+    const int error = errors.at(source.below(errors.size()));
+    fileSystem_.failCall(number, error);
+    failure_ = number == 0 ? "" : std::strerror(error);
+}
+
+std::string BridgeWorld::endFailure()
+{
+    fileSystem_.failCall(0, 0);
+    return std::exchange(failure_, {});
+}
+
+bool BridgeWorld::readsAreCertain(const MemoryTree& tree) const
+{
+    return !limitsReads_ || std::ranges::none_of(tree, [](const auto& entry) {
+        return entry.second.bytesThatGrow > 0;
+    });
 }
 
 } // namespace fuzz

@@ -43,21 +43,32 @@ public:
     [[nodiscard]] const host::HostEnvironment& environment() const { return environment_; }
     [[nodiscard]] double now() const { return now_; }
     [[nodiscard]] bool processExists() const { return processExists_; }
-    [[nodiscard]] bool limitsReads() const { return limitsReads_; }
+
+    /// Whether every file of `tree` reads the same however many bytes come at once: none is growing
+    /// while it is read in pieces.
+    [[nodiscard]] bool readsAreCertain(const MemoryTree& tree) const;
+
+    /// Lets no further call fail. Yields the error of the call that was to fail as a text, or
+    /// nothing; it may not have been reached.
+    [[nodiscard]] std::string endFailure();
+
     [[nodiscard]] int openings() const { return openings_; }
 
 private:
     void putFile(std::string_view name, std::string_view contents);
     void putCommand(std::string_view payload);
     void putItem(std::string_view payload);
+    void padFile(std::string_view payload);
     void growFile(std::string_view payload);
     void limitReads(std::string_view payload);
+    void moveClock(std::string_view payload);
     void failCall(std::string_view payload);
 
     MemoryFileSystem fileSystem_;
     double now_ = startOfClock;
     bool processExists_ = true;
     bool limitsReads_ = false;
+    std::string failure_; // of the call that is to fail
     int openings_ = 0; // of the application, on request
     host::HostEnvironment environment_;
 };

@@ -8,12 +8,6 @@ namespace fuzz {
 
 namespace {
 
-const MemoryItem* itemAt(const MemoryTree& tree, const std::string& path)
-{
-    const auto found = tree.find(path);
-    return found == tree.end() ? nullptr : &found->second;
-}
-
 // Where the files of a directory lie that may be a link.
 std::string placeOf(const MemoryTree& tree, const std::string& directory)
 {
@@ -68,6 +62,9 @@ public:
 private:
     void removed(const std::string& path)
     {
+        // What a directory held goes with it.
+        if (!after_.contains(parentPath(path)))
+            return;
         const std::string name = lastName(path);
         requireFor(parentPath(path) == root_ + "/Commands" && name.ends_with(".command")
                 && !name.starts_with('.'),

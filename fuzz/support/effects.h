@@ -1,7 +1,7 @@
 #pragma once
 // What one request did to the directory, and the claims that hold whatever it was.
 
-#include "fuzz/support/memory_file_system.h"
+#include "fuzz/support/memory_items.h"
 
 #include <optional>
 #include <set>
@@ -22,7 +22,7 @@ struct Effects {
 };
 
 /// Compares the items before and after. Claims that nothing changed but what the host may change:
-/// whole new events in the inbox, Chrome's readiness file, command files that are gone; that these
+/// whole new events in the inbox, Chrome's readiness file, commands that are gone; that these
 /// files are 0600, unless a call was made to fail, and their directories 0700; and that no other
 /// file is left.
 [[nodiscard]] Effects findEffects(

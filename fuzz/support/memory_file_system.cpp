@@ -11,35 +11,14 @@ namespace fuzz {
 namespace {
 
 using platform::FileError;
-using platform::FileKind;
 using platform::FileResult;
 
-constexpr unsigned mayRead = 0400;
-constexpr unsigned mayWrite = 0200;
-constexpr unsigned maySearch = 0100;
 constexpr std::size_t longestName = 255;
-// Of the 0600 that new files ask for, the umask leaves so much: who forgets to set permissions is
-// found out.
-constexpr unsigned permissionsOfNewFiles = 0400;
 constexpr int mostLinks = 8;
 
 std::unexpected<FileError> failure(int code)
 {
     return std::unexpected(FileError { code });
-}
-
-FileKind kindOf(const MemoryItem& item)
-{
-    switch (item.kind) {
-    case ItemKind::file:
-        return FileKind::regular;
-    case ItemKind::directory:
-        return FileKind::directory;
-    case ItemKind::symbolicLink:
-        return FileKind::symbolicLink;
-    default:
-        return FileKind::other;
-    }
 }
 
 std::string joined(const std::string& directory, std::string_view name)
@@ -67,17 +46,6 @@ bool isLastComponent(std::string_view rest)
 }
 
 } // namespace
-
-std::string parentPath(const std::string& path)
-{
-    const std::size_t slash = path.rfind('/');
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-std::string lastName(const std::string& path)
-{
-    return path.substr(path.rfind('/') + 1);
-}
 
 MemoryFileSystem::MemoryFileSystem()
 {
@@ -178,58 +146,6 @@ FileResult<std::string> MemoryFileSystem::resolved(std::string_view path, LastLi
     return place;
 }
 
-platform::OpenFile MemoryFileSystem::opened(SharedItem item) const
-{
-    const int number = nextNumber_++;
-    openFiles_[number] = { .item = std::move(item) };
-    return { *this, number };
-}
-
-FileResult<platform::OpenFile> MemoryFileSystem::openForReading(
-    const platform::Location& location) const
-{
-    if (const auto ordered = orderedFailure())
-        return std::unexpected(*ordered);
-    const auto place = resolved(location.path, LastLink::kept);
-    if (!place)
-        return std::unexpected(place.error());
-    SharedItem item = itemAt(*place);
-    if (!item)
-        return failure(ENOENT);
-    if (item->kind == ItemKind::symbolicLink)
-        return failure(ELOOP);
-    if (item->kind == ItemKind::socket)
-        return failure(ENXIO);
-    if ((item->permissions & mayRead) == 0)
-        return failure(EACCES);
-    return opened(std::move(item));
-}
-
-FileResult<platform::OpenFile> MemoryFileSystem::createFile(const std::string& path) const
-{
-    if (const auto ordered = orderedFailure())
-        return std::unexpected(*ordered);
-    const auto place = resolved(path, LastLink::kept);
-    if (!place)
-        return std::unexpected(place.error());
-    if (items_.contains(*place))
-        return failure(EEXIST);
-    if (!isWritableDirectory(parentPath(*place)))
-        return failure(EACCES);
-    return opened(items_[*place]
-        = std::make_shared<MemoryItem>(MemoryItem { .permissions = permissionsOfNewFiles }));
-}
-
-FileResult<platform::FileAttributes> MemoryFileSystem::attributes(
-    const platform::OpenFile& file) const
-{
-    if (const auto ordered = orderedFailure())
-        return std::unexpected(*ordered);
-    const MemoryItem& item = *openFiles_.at(file.number()).item;
-    return platform::FileAttributes { .kind = kindOf(item),
-        .size = item.contents.size() - std::min(item.bytesThatGrow, item.contents.size()) };
-}
-
 FileResult<platform::FileAttributes> MemoryFileSystem::attributes(
     const platform::Location& location) const
 {
@@ -242,42 +158,6 @@ FileResult<platform::FileAttributes> MemoryFileSystem::attributes(
     if (!item)
         return failure(ENOENT);
     return platform::FileAttributes { .kind = kindOf(*item), .size = item->contents.size() };
-}
-
-FileResult<std::size_t> MemoryFileSystem::read(
-    const platform::OpenFile& file, std::span<char> buffer) const
-{
-    if (const auto ordered = orderedFailure())
-        return std::unexpected(*ordered);
-    OpenedItem& open = openFiles_.at(file.number());
-    require(open.item->kind == ItemKind::file, "the host reads nothing but regular files");
-    const std::size_t wanted = std::min(buffer.size(), readLimit_);
-    const std::string_view bytes
-        = std::string_view(open.item->contents).substr(open.offset).substr(0, wanted);
-    std::ranges::copy(bytes, buffer.begin());
-    open.offset += bytes.size();
-    return bytes.size();
-}
-
-FileResult<void> MemoryFileSystem::write(
-    const platform::OpenFile& file, std::string_view bytes) const
-{
-    std::string& contents = openFiles_.at(file.number()).item->contents;
-    if (const auto ordered = orderedFailure()) {
-        contents += bytes.substr(0, bytes.size() / 2);
-        return std::unexpected(*ordered);
-    }
-    contents += bytes;
-    return {};
-}
-
-FileResult<void> MemoryFileSystem::setPermissions(
-    const platform::OpenFile& file, unsigned permissions) const
-{
-    if (const auto ordered = orderedFailure())
-        return std::unexpected(*ordered);
-    openFiles_.at(file.number()).item->permissions = permissions;
-    return {};
 }
 
 FileResult<void> MemoryFileSystem::setDirectoryPermissions(
@@ -411,11 +291,6 @@ FileResult<void> MemoryFileSystem::remove(const platform::Location& location) co
 std::string MemoryFileSystem::homeDirectoryForCurrentUser() const
 {
     return "/home";
-}
-
-void MemoryFileSystem::close(int number) const
-{
-    require(openFiles_.erase(number) == 1, "an open file is closed once");
 }
 
 } // namespace fuzz

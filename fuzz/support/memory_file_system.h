@@ -3,6 +3,7 @@
 // and sockets with permissions. A directory that a session starts from is made in microseconds,
 // looked through afterwards and thrown away, and any call can be made to fail.
 
+#include "fuzz/support/memory_items.h"
 #include "platform/file_system.h"
 
 #include <cstddef>
@@ -14,21 +15,6 @@
 #include <vector>
 
 namespace fuzz {
-
-enum class ItemKind : std::uint8_t { file, directory, symbolicLink, fifo, socket };
-
-struct MemoryItem {
-    ItemKind kind = ItemKind::file;
-    unsigned permissions = 0600;
-    std::string contents {}; // of a symbolic link: its target, an absolute path
-    /// How many bytes at the end of a file come only after its size was asked for.
-    std::size_t bytesThatGrow = 0;
-
-    friend bool operator==(const MemoryItem&, const MemoryItem&) = default;
-};
-
-/// All items by their paths.
-using MemoryTree = std::map<std::string, MemoryItem>;
 
 class MemoryFileSystem final : public platform::FileSystem {
 public:
@@ -104,6 +90,7 @@ private:
     // The error that this call was told to fail with, if it was.
     [[nodiscard]] std::optional<platform::FileError> orderedFailure() const;
     platform::OpenFile opened(SharedItem item) const;
+    [[nodiscard]] static platform::FileKind kindOf(const MemoryItem& item);
 
     // The operations of the interface do not change the object that does them.
     mutable std::map<std::string, SharedItem> items_;
@@ -113,11 +100,5 @@ private:
     int failureCode_ = 0;
     std::size_t readLimit_ = static_cast<std::size_t>(-1);
 };
-
-/// The path of what a path lies in.
-[[nodiscard]] std::string parentPath(const std::string& path);
-
-/// The last component of a path.
-[[nodiscard]] std::string lastName(const std::string& path);
 
 } // namespace fuzz

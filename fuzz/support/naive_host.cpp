@@ -1,12 +1,12 @@
 #include "fuzz/support/naive_host.h"
 
-#include "fuzz/support/bridge_world.h"
 #include "fuzz/support/naive_records.h"
 #include "fuzz/support/naive_text.h"
 #include "fuzz/support/naive_time.h"
 #include "fuzz/support/naive_validation.h"
+#include "fuzz/support/naive_version.h"
 
-#include <algorithm>
+#include <cmath>
 
 namespace fuzz {
 
@@ -15,73 +15,6 @@ namespace {
 constexpr std::string_view chrome = "com.google.Chrome";
 constexpr const char* invalidRequest = "Malformed Kestrane native-messaging request.";
 constexpr const char* noSession = "No Kestrane session is currently running.";
-constexpr unsigned mayRead = 0400;
-constexpr unsigned mayWrite = 0200;
-constexpr unsigned maySearch = 0100;
-
-// The record of a file: not there, there, or one that a reader may take or leave.
-struct FoundRecord {
-    bool isDoubtful = false;
-    std::optional<NaiveValue> value {};
-};
-
-const MemoryItem* itemAt(const MemoryTree& tree, const std::string& path)
-{
-    const auto found = tree.find(path);
-    return found == tree.end() ? nullptr : &found->second;
-}
-
-std::optional<std::string> readFile(
-    const MemoryTree& tree, const std::string& path, std::size_t limit)
-{
-    const MemoryItem* const item = itemAt(tree, path);
-    if (item == nullptr || item->kind != ItemKind::file || (item->permissions & mayRead) == 0
-        || item->contents.size() > limit)
-        return std::nullopt;
-    return item->contents;
-}
-
-FoundRecord findRecord(
-    const MemoryTree& tree, const std::string& path, std::size_t limit, RecordRules rules)
-{
-    const auto contents = readFile(tree, path, limit);
-    auto value = contents ? parseNaively(*contents) : std::nullopt;
-    if (!value)
-        return {};
-    const Judgement judgement = judgeRecord(*value, rules);
-    if (judgement == Judgement::doubtful)
-        return { .isDoubtful = true };
-    if (judgement == Judgement::refused || numberField(*value, "version") != 1)
-        return {};
-    return { .value = std::move(value) };
-}
-
-std::optional<std::string> readToken(const MemoryTree& tree)
-{
-    auto token = readFile(tree, inBridge("bridge-token"), 128);
-    return token && isNaiveToken(*token) ? token : std::nullopt;
-}
-
-FoundRecord liveState(const NaiveSurroundings& surroundings)
-{
-    FoundRecord state = findRecord(surroundings.tree, inBridge("state.json"), 4096, stateRules());
-    if (!state.value)
-        return state;
-    const double age = surroundings.now - numberField(*state.value, "updatedAt");
-    const bool isLive = age >= -2 && age <= 10 && surroundings.processExists
-        && numberField(*state.value, "appProcessIdentifier") >= 1;
-    if (!isLive)
-        return {};
-    return state;
-}
-
-std::optional<std::string> runningSession(const std::optional<NaiveValue>& state)
-{
-    if (!state || !booleanField(*state, "sessionRunning"))
-        return std::nullopt;
-    const NaiveValue* const session = presentField(*state, "sessionIdentifier");
-    return session == nullptr ? std::nullopt : std::optional(naivelyUpperCased(session->text));
-}
 
 bool takesEvents(const NaiveValue& state)
 {
@@ -94,47 +27,6 @@ bool showsChrome(const NaiveValue& state)
     return frontmost != nullptr && frontmost->text == chrome;
 }
 
-// Whether "Inbox" or "Readiness" can be written to; one that is missing is made.
-bool canTakeFiles(const MemoryTree& tree, const std::string& directory)
-{
-    const MemoryItem* item = itemAt(tree, directory);
-    if (item != nullptr && item->kind == ItemKind::symbolicLink)
-        return (item = itemAt(tree, item->contents)) != nullptr
-            && item->kind == ItemKind::directory;
-    return item == nullptr || item->kind == ItemKind::directory;
-}
-
-bool canTakeReadiness(const MemoryTree& tree)
-{
-    const std::string directory = inBridge("Readiness");
-    const MemoryItem* const file = itemAt(tree, directory + "/googleChrome.readiness");
-    const bool isTaken = file != nullptr && file->kind == ItemKind::directory;
-    return canTakeFiles(tree, directory) && !isTaken;
-}
-
-enum class Verdict { refused, kept, accepted };
-
-Verdict judgeCommand(const NaiveValue& envelope, double now, std::string_view token,
-    std::string_view browser, const std::optional<std::string>& session)
-{
-    const NaiveValue& command = *envelope.find("command");
-    const double age = now - numberField(command, "createdAt");
-    if (textField(envelope, "token") != token || age < -2 || age > 60)
-        return Verdict::refused;
-    if (textField(command, "browserBundleIdentifier") != browser)
-        return Verdict::kept;
-    const NaiveValue* const bound = presentField(command, "sessionIdentifier");
-    if (bound != nullptr && session != naivelyUpperCased(bound->text))
-        return Verdict::refused;
-    return Verdict::accepted;
-}
-
-bool isCommandName(std::string_view name)
-{
-    constexpr std::string_view ending = ".command";
-    return !name.starts_with('.') && name.size() > ending.size() && name.ends_with(ending);
-}
-
 NaiveValue textValue(std::string text)
 {
     return { .type = NaiveValue::Type::string, .text = std::move(text) };
@@ -145,24 +37,42 @@ NaiveValue truth(bool value)
     return { .type = NaiveValue::Type::boolean, .boolean = value };
 }
 
+std::int64_t millisecondsOf(double secondsSince2001)
+{
+    return std::llround((secondsSince2001 + 978307200.0) * 1000.0);
+}
+
 // Collects what a request leads to, by the order of the rules.
 class Predictor {
 public:
-    Predictor(const NaiveSurroundings& surroundings, NaiveMemory& memory)
+    Predictor(const NaiveSurroundings& surroundings, const NaiveMemory& memory)
         : surroundings_(surroundings)
-        , memory_(memory)
-        , state_(liveState(surroundings))
-        , token_(readToken(surroundings.tree))
     {
+        result_.now = surroundings.now;
+        result_.token = findToken(surroundings.tree);
+        result_.state = findLiveState(surroundings);
+        result_.filenameLabelsEnabled = allowsFilenameLabels(surroundings.tree, result_.token);
+        result_.memory = memory;
     }
 
-    std::optional<Prediction> predict(std::string_view payload)
+    Prediction request(std::string_view payload)
     {
         handle(payload);
-        if (isOpen_ || state_.isDoubtful)
-            return std::nullopt;
-        result_.state = state_.value;
-        return complete() ? std::optional(result_) : std::nullopt;
+        if (result_.browser && result_.token) {
+            result_.commands = predictCommands(
+                surroundings_, *result_.token, *result_.browser, runningSession(result_.state));
+        }
+        return result_;
+    }
+
+    Prediction end()
+    {
+        if (!result_.memory.knowsBrowser)
+            return result_;
+        if (result_.memory.extensionVersion)
+            announce(false);
+        relayDisconnect();
+        return result_;
     }
 
 private:
@@ -183,14 +93,9 @@ private:
     {
         if (payload.size() > 16384)
             return refuse("The native-messaging request exceeds Kestrane's size limit.", false);
-        const auto request = parseNaively(payload);
-        const Judgement judgement
-            = request ? judgeRecord(*request, requestRules()) : Judgement::refused;
-        isOpen_ = judgement == Judgement::doubtful;
-        if (judgement == Judgement::refused)
+        const auto request = soundRecord(payload, requestRules());
+        if (!request)
             return refuse(invalidRequest, false);
-        if (isOpen_)
-            return;
         if (numberField(*request, "protocolVersion") != 1)
             return refuse("Unsupported Kestrane native-messaging protocol version.", false);
         const std::string type = textField(*request, "type");
@@ -217,22 +122,26 @@ private:
     bool takeVersion(const NaiveValue& request)
     {
         const NaiveValue* const version = presentField(request, "extensionVersion");
-        if (version == nullptr)
+        if (version == nullptr || !isNaiveVersion(version->text))
             return false;
-        const auto isVersion = isNaiveVersion(version->text);
-        isOpen_ = isOpen_ || !isVersion;
-        if (!isVersion.value_or(false))
-            return false;
-        memory_.extensionVersion = version->text;
-        result_.publishesReadiness = state_.value && token_ && canTakeReadiness(surroundings_.tree);
+        result_.memory.extensionVersion = version->text;
+        announce(true);
         return true;
+    }
+
+    void announce(bool connectionAvailable)
+    {
+        if (result_.state && result_.token && canTakeReadiness(surroundings_.tree)) {
+            result_.readiness = { .extensionVersion = *result_.memory.extensionVersion,
+                .connectionAvailable = connectionAvailable };
+        }
     }
 
     void handlePing(const NaiveValue& request)
     {
         if (!takeVersion(request))
             return refuse(invalidRequest, false);
-        memory_.knowsBrowser = true;
+        result_.memory.knowsBrowser = true;
         accept();
     }
 
@@ -271,10 +180,12 @@ private:
         const NaiveVerdict verdict = judgeEvent(naive);
         if (!verdict.refusal.empty())
             return refuse(verdict.refusal, true);
-        memory_.knowsBrowser = true;
+        result_.memory.knowsBrowser = true;
         takeVersion(request);
         const NaiveValue* const permission = presentField(*event, "localFilePermission");
-        memory_.permission = permission == nullptr ? std::nullopt : std::optional(permission->text);
+        result_.memory.permission
+            = permission == nullptr ? std::nullopt : std::optional(permission->text);
+        result_.restsOnFiles = true;
         if (const std::string refusal = relayRefusal(); !refusal.empty())
             return refuse(refusal, true);
         result_.event = relayedEvent(*event, naive, verdict.normalForm);
@@ -284,21 +195,21 @@ private:
     // Why an event that is sound does not reach the inbox.
     [[nodiscard]] std::string relayRefusal() const
     {
-        if (!state_.value)
+        if (!result_.state)
             return "Kestrane is not running.";
-        if (!takesEvents(*state_.value))
+        if (!takesEvents(*result_.state))
             return noSession;
-        if (!showsChrome(*state_.value))
+        if (!showsChrome(*result_.state))
             return "The reporting browser is not the frontmost application.";
-        if (!runningSession(state_.value))
+        if (!runningSession(result_.state))
             return noSession;
-        if (!token_)
+        if (!result_.token)
             return "Kestrane is not running or its browser bridge is not ready.";
-        return canTakeFiles(surroundings_.tree, inBridge("Inbox")) ? "" : "File exists";
+        return inboxRefusal(surroundings_.tree);
     }
 
-    NaiveValue relayedEvent(
-        const NaiveValue& event, const NaiveEvent& naive, const NaiveNormalForm& normal)
+    [[nodiscard]] NaiveValue relayedEvent(
+        const NaiveValue& event, const NaiveEvent& naive, const NaiveNormalForm& normal) const
     {
         NaiveValue relayed { .type = NaiveValue::Type::object };
         const auto add = [&relayed](std::string key, NaiveValue value) {
@@ -311,7 +222,7 @@ private:
         const NaiveValue* const source = presentField(event, "pdfLabelSource");
         const NaiveValue* const permission = presentField(event, "localFilePermission");
         const bool isFilename = source != nullptr && source->text == "filename";
-        const bool hidesLabel = isFilename && naive.isLocalPDF && !filenameLabelsEnabled();
+        const bool hidesLabel = isFilename && naive.isLocalPDF && !result_.filenameLabelsEnabled;
         add("id", textValue(naivelyUpperCased(textField(event, "id"))));
         add("browserDisplayName", textValue("Google Chrome"));
         add("browserBundleIdentifier", textValue(std::string(chrome)));
@@ -339,92 +250,27 @@ private:
         NaiveValue event { .type = NaiveValue::Type::object };
         event.members = { { "browserDisplayName", textValue("Google Chrome") },
             { "browserBundleIdentifier", textValue(std::string(chrome)) },
+            { "timestamp", textValue(naiveTimeText(millisecondsOf(result_.now))) },
             { "eventType", textValue("extensionDisconnected") }, { "isPrivate", truth(false) },
             { "resourceType", textValue("website") } };
         result_.event = std::move(event);
     }
 
-    bool filenameLabelsEnabled()
-    {
-        const FoundRecord preferences = findRecord(
-            surroundings_.tree, inBridge("preferences.json"), 4096, preferencesRules());
-        isOpen_ = isOpen_ || preferences.isDoubtful;
-        return token_ && preferences.value && textField(*preferences.value, "token") == *token_
-            && booleanField(*preferences.value, "filenameLabelsEnabled");
-    }
-
-    // What every response carries.
-    bool complete()
-    {
-        result_.filenameLabelsEnabled = filenameLabelsEnabled();
-        if (result_.browser && token_) {
-            const auto commands = predictCommands(
-                surroundings_, *token_, *result_.browser, runningSession(state_.value));
-            if (!commands)
-                return false;
-            result_.commands = *commands;
-        }
-        return !isOpen_;
-    }
-
     const NaiveSurroundings& surroundings_;
-    NaiveMemory& memory_;
-    FoundRecord state_;
-    std::optional<std::string> token_;
     Prediction result_;
-    bool isOpen_ = false; // whether the rules leave something open
 };
 
 } // namespace
 
-std::optional<Prediction> predict(
-    std::string_view payload, const NaiveSurroundings& surroundings, NaiveMemory& memory)
+Prediction predict(
+    std::string_view payload, const NaiveSurroundings& surroundings, const NaiveMemory& memory)
 {
-    return Predictor(surroundings, memory).predict(payload);
+    return Predictor(surroundings, memory).request(payload);
 }
 
-std::optional<CommandOutcome> predictCommands(const NaiveSurroundings& surroundings,
-    std::string_view token, std::string_view browser, const std::optional<std::string>& session)
+Prediction predictEnd(const NaiveSurroundings& surroundings, const NaiveMemory& memory)
 {
-    CommandOutcome outcome;
-    const std::string directory = inBridge("Commands");
-    const MemoryItem* const commands = itemAt(surroundings.tree, directory);
-    if (commands == nullptr || commands->kind != ItemKind::directory
-        || (commands->permissions & mayRead) == 0)
-        return outcome;
-    const bool canRemove
-        = (commands->permissions & mayWrite) != 0 && (commands->permissions & maySearch) != 0;
-    // The tree is in the order of the paths, and so of the names in one directory.
-    for (const auto& [path, item] : surroundings.tree) {
-        if (path == "/" || parentPath(path) != directory || !isCommandName(lastName(path)))
-            continue;
-        const bool canRead = (commands->permissions & maySearch) != 0;
-        const FoundRecord record = canRead
-            ? findRecord(surroundings.tree, path, 16384, commandEnvelopeRules())
-            : FoundRecord {};
-        if (record.isDoubtful)
-            return std::nullopt;
-        const Verdict verdict = record.value
-            ? judgeCommand(*record.value, surroundings.now, token, browser, session)
-            : Verdict::refused;
-        if (verdict == Verdict::accepted)
-            outcome.accepted.push_back(*record.value->find("command"));
-        if (verdict != Verdict::kept && canRemove)
-            outcome.removed.insert(lastName(path));
-    }
-    if (!outcome.accepted.empty())
-        outcome.first = outcome.accepted.front();
-    return outcome;
-}
-
-std::optional<bool> isNaiveVersion(std::string_view version)
-{
-    const bool isASCII
-        = std::ranges::all_of(version, [](char character) { return character >= 0; });
-    if (!isASCII)
-        return std::nullopt;
-    return !version.empty() && version.size() <= 32
-        && version.find_first_not_of("0123456789.") == std::string_view::npos;
+    return Predictor(surroundings, memory).end();
 }
 
 } // namespace fuzz

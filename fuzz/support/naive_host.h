@@ -1,62 +1,58 @@
 #pragma once
-// What the host must make of a request, derived once more from the files as they lie there, by
-// rules that are written down one after the other.
+// What the host must make of a request, and of the end of a session, by rules that are written down
+// one after the other.
 
-#include "fuzz/support/memory_file_system.h"
-#include "fuzz/support/naive_json.h"
+#include "fuzz/support/naive_directory.h"
 
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace fuzz {
 
-/// What a session has left behind for the next request.
+/// What a session leaves behind for the next request.
 struct NaiveMemory {
     bool knowsBrowser = false;
     std::optional<std::string> extensionVersion {};
     std::optional<std::string> permission {};
+
+    friend bool operator==(const NaiveMemory&, const NaiveMemory&) = default;
 };
 
-struct NaiveSurroundings {
-    const MemoryTree& tree;
-    double now = 0;
-    bool processExists = false;
-};
-
-/// What becomes of the files in "Commands".
-struct CommandOutcome {
-    std::optional<NaiveValue> first {};
-    std::vector<NaiveValue> accepted {};
-    std::set<std::string> removed {}; // names
+struct NaiveReadiness {
+    std::string extensionVersion;
+    bool connectionAvailable = false;
 };
 
 struct Prediction {
+    // What was there.
+    double now = 0;
+    std::optional<std::string> token {};
+    std::optional<NaiveValue> state {}; // the live one
+
+    // The answer.
     bool accepted = false;
     std::string error {};
-    std::optional<NaiveValue> state {}; // the live one
     std::optional<std::string> browser {};
     bool filenameLabelsEnabled = false;
-    CommandOutcome commands {};
-    /// The event that is relayed, as JSON members; its "id" and "timestamp" are missing if the host
-    /// makes them up.
+    CommandOutcome commands {}; // the first one accepted is handed on
+
+    // The effects.
+    NaiveMemory memory {}; // afterwards
+    /// The event that is relayed, as JSON members; its "id" is missing if the host makes it up.
     std::optional<NaiveValue> event {};
-    bool publishesReadiness = false;
+    std::optional<NaiveReadiness> readiness {};
     bool opensApplication = false;
+
+    /// Whether it was for the files to decide that the request is accepted or refused.
+    bool restsOnFiles = false;
 };
 
-/// None where the rules leave the outcome open. Changes `memory` as the request does. The bridge
-/// directory itself must be a plain directory, 0700.
-[[nodiscard]] std::optional<Prediction> predict(
-    std::string_view payload, const NaiveSurroundings& surroundings, NaiveMemory& memory);
+[[nodiscard]] Prediction predict(
+    std::string_view payload, const NaiveSurroundings& surroundings, const NaiveMemory& memory);
 
-/// The commands for a browser, from the files of "Commands"; none where the rules leave it open.
-[[nodiscard]] std::optional<CommandOutcome> predictCommands(const NaiveSurroundings& surroundings,
-    std::string_view token, std::string_view browser, const std::optional<std::string>& session);
-
-/// Whether `version` is 1 to 32 digits and full stops; none if it holds anything but ASCII.
-[[nodiscard]] std::optional<bool> isNaiveVersion(std::string_view version);
+/// What the end of a session leads to; it has no answer.
+[[nodiscard]] Prediction predictEnd(
+    const NaiveSurroundings& surroundings, const NaiveMemory& memory);
 
 } // namespace fuzz

@@ -108,22 +108,9 @@ constexpr std::array<FieldRule, 3> readinessEnvelopeFields { {
     { .key = "readiness", .form = record, .isRequired = true, .fields = readinessFields },
 } };
 
-Judgement soundIf(bool isSound)
-{
-    return isSound ? Judgement::sound : Judgement::refused;
-}
-
 bool isDigitsAlone(std::string_view number)
 {
     return number.find_first_not_of("-0123456789") == std::string_view::npos;
-}
-
-// Compares as texts: JSON numbers have no zeros in front.
-bool fits(std::string_view number, std::string_view lowest, std::string_view highest)
-{
-    const bool isNegative = number.starts_with('-');
-    const std::string_view limit = isNegative ? lowest : highest;
-    return number.size() < limit.size() || (number.size() == limit.size() && number <= limit);
 }
 
 double valueOf(std::string_view number)
@@ -131,40 +118,76 @@ double valueOf(std::string_view number)
     return std::strtod(std::string(number).c_str(), nullptr);
 }
 
-Judgement judgeInteger(std::string_view number, std::string_view lowest, std::string_view highest)
+// The digits of a number with fraction or exponent, moved to where the exponent puts them; none if
+// the number is not whole. It must be less than 2^63, or there might be very many of them.
+std::optional<std::string> writtenOut(const std::string& number)
+{
+    const std::size_t mark = std::min(number.find('e'), number.size());
+    const std::string significand = number.substr(0, mark);
+    const std::size_t point = std::min(significand.find('.'), mark);
+    const std::string fraction = significand.substr(std::min(point + 1, mark));
+    long long zeros = -static_cast<long long>(fraction.size());
+    if (mark < number.size())
+        zeros += std::strtoll(number.c_str() + mark + 1, nullptr, 10);
+
+    const std::string sign = number.starts_with('-') ? "-" : "";
+    std::string digits = significand.substr(sign.size(), point - sign.size()) + fraction;
+    digits.erase(0, digits.find_first_not_of('0'));
+    for (; zeros > 0; --zeros)
+        digits += '0';
+    for (; zeros < 0; ++zeros) {
+        if (!digits.ends_with('0'))
+            return std::nullopt;
+        digits.pop_back();
+    }
+    return sign + digits;
+}
+
+// The whole number that is read, in digits; none for what is refused.
+std::optional<std::string> wholeNumber(const std::string& number)
 {
     if (isDigitsAlone(number))
-        return soundIf(fits(number, lowest, highest));
+        return number == "-0" ? "0" : number;
     const double value = valueOf(number);
-    if (value != std::floor(value) || std::fabs(value) > -valueOf(lowest))
-        return Judgement::refused;
     constexpr double twoToThe53rd = 9007199254740992.0;
+    constexpr double twoToThe63rd = 9223372036854775808.0;
+    if (std::fabs(value) >= twoToThe63rd || value != std::floor(value))
+        return std::nullopt;
     if (std::fabs(value) >= twoToThe53rd)
-        return Judgement::doubtful;
-    return soundIf(value >= valueOf(lowest) && value <= valueOf(highest));
+        return writtenOut(number);
+    return std::to_string(static_cast<long long>(value));
 }
 
-Judgement judgeSeconds(std::string_view number)
+// Compares as texts: numbers have no zeros in front.
+bool isInteger(const std::string& number, std::string_view lowest, std::string_view highest)
+{
+    const auto whole = wholeNumber(number);
+    if (!whole)
+        return false;
+    const std::string_view limit = whole->starts_with('-') ? lowest : highest;
+    return whole->size() < limit.size() || (whole->size() == limit.size() && *whole <= limit);
+}
+
+bool isSeconds(const std::string& number)
 {
     const double value = valueOf(number);
-    const std::string_view significand = number.substr(0, number.find('e'));
-    const bool vanishes
-        = value == 0 && significand.find_first_of("123456789") != std::string_view::npos;
-    return soundIf(std::isfinite(value) && !vanishes);
+    const bool isZero
+        = number.substr(0, number.find('e')).find_first_of("123456789") == std::string::npos;
+    return std::isfinite(value) && (value != 0 || isZero);
 }
 
-Judgement judgeNumber(const NaiveValue& value, FieldForm form)
+bool isNumber(const NaiveValue& value, FieldForm form)
 {
     if (value.type != NaiveValue::Type::number)
-        return Judgement::refused;
+        return false;
     if (form == integer64)
-        return judgeInteger(value.text, "-9223372036854775808", "9223372036854775807");
+        return isInteger(value.text, "-9223372036854775808", "9223372036854775807");
     if (form == integer32)
-        return judgeInteger(value.text, "-2147483648", "2147483647");
-    return judgeSeconds(value.text);
+        return isInteger(value.text, "-2147483648", "2147483647");
+    return isSeconds(value.text);
 }
 
-bool isSoundText(const NaiveValue& value, const FieldRule& rule)
+bool isText(const NaiveValue& value, const FieldRule& rule)
 {
     if (!value.isString())
         return false;
@@ -172,7 +195,7 @@ bool isSoundText(const NaiveValue& value, const FieldRule& rule)
     case uuid:
         return isNaiveUUID(value.text);
     case base64:
-        return isNaiveBase64(value.text);
+        return naiveBytes(value.text).has_value();
     case time:
         return naiveMilliseconds(value.text).has_value();
     case oneOf:
@@ -183,21 +206,21 @@ bool isSoundText(const NaiveValue& value, const FieldRule& rule)
 }
 
 // NOLINTBEGIN(misc-no-recursion): records hold records that hold none
-Judgement judgeField(const NaiveValue* value, const FieldRule& rule)
+bool fits(const NaiveValue* value, const FieldRule& rule)
 {
     if (value == nullptr || value->type == NaiveValue::Type::null)
-        return soundIf(!rule.isRequired);
+        return !rule.isRequired;
     switch (rule.form) {
     case boolean:
-        return soundIf(value->type == NaiveValue::Type::boolean);
+        return value->type == NaiveValue::Type::boolean;
     case integer64:
     case integer32:
     case seconds:
-        return judgeNumber(*value, rule.form);
+        return isNumber(*value, rule.form);
     case record:
-        return judgeRecord(*value, rule.fields);
+        return isRecord(*value, rule.fields);
     default:
-        return soundIf(isSoundText(*value, rule));
+        return isText(*value, rule);
     }
 }
 
@@ -210,9 +233,7 @@ bool isSameValue(const NaiveValue& written, const NaiveValue& read, const FieldR
         return written.boolean == read.boolean;
     case integer64:
     case integer32:
-        if (isDigitsAlone(read.text) && read.text != "-0")
-            return written.text == read.text;
-        return valueOf(written.text) == valueOf(read.text);
+        return written.text == wholeNumber(read.text);
     case seconds:
         return valueOf(written.text) == valueOf(read.text);
     case uuid:
@@ -272,20 +293,17 @@ RecordRules readinessEnvelopeRules()
 }
 
 // NOLINTNEXTLINE(misc-no-recursion): records hold records that hold none
-Judgement judgeRecord(const NaiveValue& value, RecordRules rules)
+bool isRecord(const NaiveValue& value, RecordRules rules)
 {
-    if (value.type != NaiveValue::Type::object)
-        return Judgement::refused;
-    Judgement worst = Judgement::sound;
-    for (const FieldRule& rule : rules)
-        worst = std::min(worst, judgeField(value.find(rule.key), rule));
-    return worst;
+    return value.type == NaiveValue::Type::object
+        && std::ranges::all_of(
+            rules, [&value](const FieldRule& rule) { return fits(value.find(rule.key), rule); });
 }
 
 std::optional<NaiveValue> soundRecord(std::string_view text, RecordRules rules)
 {
     auto value = parseNaively(text);
-    if (!value || judgeRecord(*value, rules) != Judgement::sound)
+    if (!value || !isRecord(*value, rules))
         return std::nullopt;
     return value;
 }

@@ -45,13 +45,11 @@ using RecordRules = std::span<const FieldRule>;
 [[nodiscard]] RecordRules commandRules();
 [[nodiscard]] RecordRules readinessEnvelopeRules();
 
-/// `doubtful` where a reader may decide either way: whole numbers of 2^53 and more that are written
-/// with fraction or exponent.
-enum class Judgement : std::uint8_t { refused, doubtful, sound };
+/// Whether the value is such a record: whole numbers may have a fraction or an exponent, up to 2^53
+/// wherever the nearest double is whole, beyond it where the number itself is.
+[[nodiscard]] bool isRecord(const NaiveValue& value, RecordRules rules);
 
-[[nodiscard]] Judgement judgeRecord(const NaiveValue& value, RecordRules rules);
-
-/// The text's record as a tree if it surely is one.
+/// The text's record as a tree if it is one.
 [[nodiscard]] std::optional<NaiveValue> soundRecord(std::string_view text, RecordRules rules);
 
 /// Whether `written`, what the encoder made of the record, says the same as `read`, what was

@@ -156,34 +156,44 @@ bool isNaiveUUID(std::string_view text)
     return true;
 }
 
-bool isNaiveBase64(std::string_view text)
+std::optional<std::string> naiveBytes(std::string_view base64)
 {
-    if (text.size() % 4 != 0)
-        return false;
-    std::size_t padding = 0;
-    while (padding < 2 && text.ends_with('=')) {
-        text.remove_suffix(1);
-        ++padding;
+    if (base64.size() % 4 != 0)
+        return std::nullopt;
+    std::string bytes;
+    while (!base64.empty()) {
+        std::string_view group = base64.substr(0, 4);
+        base64.remove_prefix(4);
+        // Only the last four characters may be fewer.
+        while (base64.empty() && group.size() > 2 && group.ends_with('='))
+            group.remove_suffix(1);
+        std::uint32_t bits = 0;
+        for (std::size_t index = 0; index < 4; ++index) {
+            const std::size_t digit = index < group.size() ? base64Alphabet.find(group[index]) : 0;
+            if (digit == std::string_view::npos)
+                return std::nullopt;
+            bits = bits * 64 + static_cast<std::uint32_t>(digit);
+        }
+        const std::string three { static_cast<char>(bits / 65536),
+            static_cast<char>(bits / 256 % 256), static_cast<char>(bits % 256) };
+        // What the missing characters leave over must be nothing.
+        if (three.find_first_not_of('\0', group.size() - 1) != std::string::npos)
+            return std::nullopt;
+        bytes += three.substr(0, group.size() - 1);
     }
-    if (text.find_first_not_of(base64Alphabet) != std::string_view::npos)
-        return false;
-    if (padding == 0)
-        return true;
-    // The last character carries four bits too many before "=", and two before "==" are used.
-    const std::size_t last = base64Alphabet.find(text.back());
-    return last % (padding == 1 ? 4 : 16) == 0;
+    return bytes;
 }
 
 bool isNaiveToken(std::string_view text)
 {
+    constexpr char32_t fullWidthDistance = U'\uFF10' - U'0';
     const auto scalars = naiveScalars(text);
     if (!scalars || scalars->size() != 64 || text.size() > 128)
         return false;
     return std::ranges::all_of(*scalars, [](char32_t scalar) {
-        return isOneOf(scalar,
-            U"0123456789abcdefABCDEF"
-            U"\uFF10\uFF11\uFF12\uFF13\uFF14\uFF15\uFF16\uFF17\uFF18\uFF19"
-            U"\uFF21\uFF22\uFF23\uFF24\uFF25\uFF26\uFF41\uFF42\uFF43\uFF44\uFF45\uFF46");
+        const char32_t narrow = scalar < 0x80 ? scalar : scalar - fullWidthDistance;
+        return (narrow >= U'0' && narrow <= U'9') || (narrow >= U'A' && narrow <= U'F')
+            || (narrow >= U'a' && narrow <= U'f');
     });
 }
 

@@ -26,8 +26,8 @@ using Scalars = std::vector<char32_t>;
 /// Whether `text` is 8-4-4-4-12 hexadecimal digits.
 [[nodiscard]] bool isNaiveUUID(std::string_view text);
 
-/// Whether `text` is padded base64 without anything else and with no bits left over.
-[[nodiscard]] bool isNaiveBase64(std::string_view text);
+/// What padded base64 stands for; none for anything else, and none if bits are left over.
+[[nodiscard]] std::optional<std::string> naiveBytes(std::string_view base64);
 
 /// Whether `text` is 64 hexadecimal digits, ASCII or full-width, in at most 128 bytes.
 [[nodiscard]] bool isNaiveToken(std::string_view text);

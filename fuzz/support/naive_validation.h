@@ -10,7 +10,7 @@ namespace fuzz {
 
 /// An event as the validator sees it, with texts taken apart.
 struct NaiveEvent {
-    double age = 0; // now minus its time stamp
+    double age = 0; // now minus its time stamp; not finite if one of them is not
     std::string browser {};
     Scalars displayName {};
     std::optional<Scalars> hostname {};
@@ -38,7 +38,6 @@ struct NaiveVerdict {
     NaiveNormalForm normalForm {};
 };
 
-/// `age` must not be NaN.
 [[nodiscard]] NaiveVerdict judgeEvent(const NaiveEvent& event);
 
 } // namespace fuzz

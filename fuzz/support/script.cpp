@@ -8,7 +8,7 @@ namespace fuzz {
 
 namespace {
 
-constexpr std::string_view letters = "rletspckgifax";
+constexpr std::string_view letters = "rletspckwgifax";
 constexpr std::size_t longestPayload = 0xFFFF;
 
 // Letters that mean nothing mean something all the same.

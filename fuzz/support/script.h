@@ -20,10 +20,11 @@ enum class StepKind : char {
     preferences = 'p', // the contents of "preferences.json"
     command = 'c', // a name in "Commands" up to the first line break, then the file's contents
     item = 'k', // puts something else at one of the places: place, form
+    padding = 'w', // appends blanks to a file, up to a limit or past it: place, size
     growth = 'g', // lets a file grow after its size was asked: place, bytes
     readLimit = 'i', // at most so many bytes at one reading; 0 takes it back
     failingCall = 'f', // the n-th call of the next request fails: n, error
-    clock = 'a', // moves the clock, in eighths of a second, forwards or backwards
+    clock = 'a', // moves the clock: two bytes forwards or backwards, unit; sets it back if empty
     process = 'x' // whether the application's process exists
 };
 
