@@ -99,9 +99,10 @@ TakenEvent takeEvent(ByteSource& source)
     event.browserBundleIdentifier = browsers.at(source.below(browsers.size()));
     const unsigned choices = source.byte();
     now.secondsSince2001 = times.at(choices / 32U);
-    event.timestamp.secondsSince2001 = now.secondsSince2001 - age;
+    const bool isTimeFinite = std::isfinite(now.secondsSince2001);
+    event.timestamp.secondsSince2001 = (isTimeFinite ? now.secondsSince2001 : times.front()) - age;
 
-    naive.age = std::isfinite(now.secondsSince2001) ? age : notANumber;
+    naive.age = isTimeFinite ? age : notANumber;
     naive.browser = event.browserBundleIdentifier;
     naive.type = base::text(event.eventType);
     naive.isPrivate = event.isPrivate = flag(0);
