@@ -14,7 +14,12 @@ namespace fuzz {
 
 namespace {
 
-Connection* current = nullptr; // the one that is open
+// The one that is open, if one is.
+Connection*& current()
+{
+    static Connection* connection = nullptr;
+    return connection;
+}
 
 } // namespace
 
@@ -22,13 +27,13 @@ Connection::Connection(std::string_view schedule, std::string_view input)
     : schedule_(schedule)
     , input_(input)
 {
-    require(current == nullptr, "there is one connection at a time");
-    current = this;
+    require(current() == nullptr, "there is one connection at a time");
+    current() = this;
 }
 
 Connection::~Connection()
 {
-    current = nullptr;
+    current() = nullptr;
 }
 
 int Connection::descriptor()
@@ -99,8 +104,8 @@ template <typename Function> Function* libraryFunction(const char* name)
 extern "C" __attribute__((visibility("default"))) ssize_t read(
     int descriptor, void* buffer, std::size_t size)
 {
-    if (fuzz::current != nullptr && descriptor == fuzz::Connection::descriptor())
-        return fuzz::current->read(static_cast<char*>(buffer), size);
+    if (fuzz::current() != nullptr && descriptor == fuzz::Connection::descriptor())
+        return fuzz::current()->read(static_cast<char*>(buffer), size);
     static auto* const original = fuzz::libraryFunction<ssize_t(int, void*, std::size_t)>("read");
     return original(descriptor, buffer, size);
 }
@@ -108,8 +113,8 @@ extern "C" __attribute__((visibility("default"))) ssize_t read(
 extern "C" __attribute__((visibility("default"))) ssize_t write(
     int descriptor, const void* bytes, std::size_t size)
 {
-    if (fuzz::current != nullptr && descriptor == fuzz::Connection::descriptor())
-        return fuzz::current->write(static_cast<const char*>(bytes), size);
+    if (fuzz::current() != nullptr && descriptor == fuzz::Connection::descriptor())
+        return fuzz::current()->write(static_cast<const char*>(bytes), size);
     static auto* const original
         = fuzz::libraryFunction<ssize_t(int, const void*, std::size_t)>("write");
     return original(descriptor, bytes, size);
