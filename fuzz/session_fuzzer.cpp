@@ -88,12 +88,12 @@ private:
     void check(std::optional<fuzz::NaiveValue> response, const fuzz::Prediction& prediction,
         const fuzz::MemoryTree& before, int openings)
     {
-        const std::string failure = world_.endFailure();
+        const fuzz::Failure failure = world_.endFailure();
         const auto after = world_.fileSystem().tree();
         fuzz::require(world_.fileSystem().openFileCount() == 0, "no file stays open");
         const fuzz::Outcome outcome {
             .response = std::move(response),
-            .effects = fuzz::findEffects(before, after, !failure.empty()),
+            .effects = fuzz::findEffects(before, after, failure.call),
             .readinessContents = fuzz::readinessContents(after),
             .memory = naiveMemory(),
             .openings = world_.openings() - openings,
@@ -101,10 +101,10 @@ private:
         // Of a file that grows while it is read in pieces, any part may be seen.
         if (!world_.readsAreCertain(before))
             return;
-        if (failure.empty())
+        if (failure.call == fuzz::FailedCall::none)
             fuzz::checkOutcome(outcome, prediction);
         else
-            fuzz::checkOutcomeOfFailure(outcome, prediction, failure);
+            fuzz::checkOutcomeOfFailure(outcome, prediction, failure.error);
     }
 
     fuzz::BridgeWorld world_;

@@ -7,7 +7,6 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <utility>
 
 namespace fuzz {
 
@@ -219,15 +218,17 @@ void BridgeWorld::failCall(std::string_view payload)
     ByteSource source(payload);
     constexpr std::size_t mostCalls = 64;
     const auto number = static_cast<int>(source.below(mostCalls));
-    const int error = errors.at(source.below(errors.size()));
-    fileSystem_.failCall(number, error);
-    failure_ = number == 0 ? "" : std::strerror(error);
+    failureCode_ = errors.at(source.below(errors.size()));
+    fileSystem_.failCall(number, failureCode_);
 }
 
-std::string BridgeWorld::endFailure()
+Failure BridgeWorld::endFailure()
 {
+    const FailedCall call = fileSystem_.failedCall();
     fileSystem_.failCall(0, 0);
-    return std::exchange(failure_, {});
+    if (call == FailedCall::none)
+        return {};
+    return { .call = call, .error = std::strerror(failureCode_) };
 }
 
 bool BridgeWorld::readsAreCertain(const MemoryTree& tree) const

@@ -28,6 +28,12 @@ inline constexpr double startOfClock = 763637213.0;
 [[nodiscard]] std::string soundState();
 [[nodiscard]] std::string soundPreferences();
 
+/// A call that was made to fail.
+struct Failure {
+    FailedCall call = FailedCall::none;
+    std::string error {}; // as a text
+};
+
 class BridgeWorld {
 public:
     /// A running application with a session, and no commands.
@@ -48,9 +54,8 @@ public:
     /// while it is read in pieces.
     [[nodiscard]] bool readsAreCertain(const MemoryTree& tree) const;
 
-    /// Lets no further call fail. Yields the error of the call that was to fail as a text, or
-    /// nothing; it may not have been reached.
-    [[nodiscard]] std::string endFailure();
+    /// Lets no further call fail. Yields which one has failed since the last time.
+    [[nodiscard]] Failure endFailure();
 
     [[nodiscard]] int openings() const { return openings_; }
 
@@ -68,7 +73,7 @@ private:
     double now_ = startOfClock;
     bool processExists_ = true;
     bool limitsReads_ = false;
-    std::string failure_; // of the call that is to fail
+    int failureCode_ = 0; // of the call that is to fail
     int openings_ = 0; // of the application, on request
     host::HostEnvironment environment_;
 };

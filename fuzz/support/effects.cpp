@@ -30,10 +30,10 @@ bool isEventName(std::string_view name)
 
 class Comparison {
 public:
-    Comparison(const MemoryTree& before, const MemoryTree& after, bool callMayHaveFailed)
+    Comparison(const MemoryTree& before, const MemoryTree& after, FailedCall failedCall)
         : before_(before)
         , after_(after)
-        , callMayHaveFailed_(callMayHaveFailed)
+        , failedCall_(failedCall)
         , root_(placeOf(before, bridgeDirectory))
         , inbox_(placeOf(before, root_ + "/Inbox"))
         , readiness_(placeOf(before, root_ + "/Readiness"))
@@ -81,7 +81,7 @@ private:
             return;
         }
         const bool isPrivate
-            = item.permissions == 0600 || (callMayHaveFailed_ && item.permissions == 0400);
+            = item.permissions == 0600 || (hasFailed() && item.permissions == 0400);
         requireFor(item.kind == ItemKind::file && isPrivate,
             "what the host writes is files of 0600", path);
         const bool isEvent = parentPath(path) == inbox_ && isEventName(lastName(path));
@@ -90,10 +90,17 @@ private:
             effects_.newEvents.push_back({ lastName(path), item.contents });
             return;
         }
+        const bool isLeftOver = lastName(path).starts_with('.')
+            && lastName(path).ends_with(".temporary")
+            && (parentPath(path) == inbox_ || parentPath(path) == readiness_);
+        if (isLeftOver && failedCall_ == FailedCall::removal)
+            return;
         requireFor(path == readiness_ + "/googleChrome.readiness",
             "no file is left but events and Chrome's readiness", path);
         effects_.changedReadiness = { lastName(path), item.contents };
     }
+
+    [[nodiscard]] bool hasFailed() const { return failedCall_ != FailedCall::none; }
 
     void requirePrivate(const std::string& directory) const
     {
@@ -103,7 +110,7 @@ private:
 
     const MemoryTree& before_;
     const MemoryTree& after_;
-    bool callMayHaveFailed_;
+    FailedCall failedCall_;
     std::string root_;
     std::string inbox_;
     std::string readiness_;
@@ -112,9 +119,9 @@ private:
 
 } // namespace
 
-Effects findEffects(const MemoryTree& before, const MemoryTree& after, bool callMayHaveFailed)
+Effects findEffects(const MemoryTree& before, const MemoryTree& after, FailedCall failedCall)
 {
-    return Comparison(before, after, callMayHaveFailed).effects();
+    return Comparison(before, after, failedCall).effects();
 }
 
 std::optional<std::string> readinessContents(const MemoryTree& tree)

@@ -84,14 +84,16 @@ MemoryTree MemoryFileSystem::tree() const
 
 void MemoryFileSystem::failCall(int number, int code)
 {
+    failedCall_ = FailedCall::none;
     callsUntilFailure_ = number;
     failureCode_ = code;
 }
 
-std::optional<FileError> MemoryFileSystem::orderedFailure() const
+std::optional<FileError> MemoryFileSystem::orderedFailure(FailedCall call) const
 {
     if (callsUntilFailure_ == 0 || --callsUntilFailure_ > 0)
         return std::nullopt;
+    failedCall_ = call;
     return FileError { failureCode_ };
 }
 
@@ -264,7 +266,7 @@ FileResult<platform::DirectoryListing> MemoryFileSystem::visibleNames(const std:
 
 FileResult<void> MemoryFileSystem::remove(const platform::Location& location) const
 {
-    if (const auto ordered = orderedFailure())
+    if (const auto ordered = orderedFailure(FailedCall::removal))
         return std::unexpected(*ordered);
     const auto place = resolved(location.path, LastLink::kept);
     if (!place)

@@ -16,6 +16,9 @@
 
 namespace fuzz {
 
+/// Which call failed on order.
+enum class FailedCall : std::uint8_t { none, removal, other };
+
 class MemoryFileSystem final : public platform::FileSystem {
 public:
     /// Holds nothing but the directory "/".
@@ -36,6 +39,9 @@ public:
     /// Makes the `number`-th call from now (1 is the next one) fail with that error; 0 takes it
     /// back.
     void failCall(int number, int code);
+
+    /// Which one has failed since the last order.
+    [[nodiscard]] FailedCall failedCall() const { return failedCall_; }
 
     /// Reading gives at most so many bytes at once.
     void limitReads(std::size_t bytes) { readLimit_ = bytes; }
@@ -88,7 +94,8 @@ private:
     [[nodiscard]] platform::FileResult<void> createDirectory(
         const std::string& path, unsigned permissions) const;
     // The error that this call was told to fail with, if it was.
-    [[nodiscard]] std::optional<platform::FileError> orderedFailure() const;
+    [[nodiscard]] std::optional<platform::FileError> orderedFailure(
+        FailedCall call = FailedCall::other) const;
     platform::OpenFile opened(SharedItem item) const;
     [[nodiscard]] static platform::FileKind kindOf(const MemoryItem& item);
 
@@ -97,6 +104,7 @@ private:
     mutable std::map<int, OpenedItem> openFiles_;
     mutable int nextNumber_ = 3;
     mutable int callsUntilFailure_ = 0;
+    mutable FailedCall failedCall_ = FailedCall::none;
     int failureCode_ = 0;
     std::size_t readLimit_ = static_cast<std::size_t>(-1);
 };

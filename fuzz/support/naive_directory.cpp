@@ -49,7 +49,7 @@ std::string refusalOf(const MemoryTree& tree, std::string_view name)
     return isDirectory(isLink ? itemAt(tree, item->contents) : item, 0) ? "" : "File exists";
 }
 
-enum class Verdict { refused, kept, accepted };
+enum class Verdict : std::uint8_t { refused, kept, accepted };
 
 Verdict judgeCommand(const NaiveValue& envelope, double now, std::string_view token,
     std::string_view browser, const std::optional<std::string>& session)
@@ -136,8 +136,10 @@ CommandOutcome predictCommands(const NaiveSurroundings& surroundings, std::strin
         return outcome;
     // The tree is in the order of the paths, and so of the names in one directory.
     for (const auto& [path, item] : surroundings.tree) {
+        if (!path.starts_with(directory))
+            continue;
         const std::string name = lastName(path);
-        if (path != directory + '/' + name || !isCommandName(name))
+        if (parentPath(path) != directory || !isCommandName(name))
             continue;
         const auto record = isDirectory(commands, maySearch)
             ? readRecord(&item, 16384, commandEnvelopeRules())

@@ -292,13 +292,14 @@ RecordRules readinessEnvelopeRules()
     return readinessEnvelopeFields;
 }
 
-// NOLINTNEXTLINE(misc-no-recursion): records hold records that hold none
+// NOLINTBEGIN(misc-no-recursion): records hold records that hold none
 bool isRecord(const NaiveValue& value, RecordRules rules)
 {
     return value.type == NaiveValue::Type::object
         && std::ranges::all_of(
             rules, [&value](const FieldRule& rule) { return fits(value.find(rule.key), rule); });
 }
+// NOLINTEND(misc-no-recursion)
 
 std::optional<NaiveValue> soundRecord(std::string_view text, RecordRules rules)
 {

@@ -219,7 +219,7 @@ std::optional<std::string> naivelyNormalizedHostname(const Scalars& hostname)
     }
     if (!scalars.empty() && scalars.back() == U'.')
         scalars.pop_back();
-    const std::string text = naiveUTF8(scalars);
+    std::string text = naiveUTF8(scalars);
     if (text.empty() || text.size() > 253)
         return std::nullopt;
     if (!std::ranges::all_of(splitAtDots(scalars), isNaiveHostnameLabel))
