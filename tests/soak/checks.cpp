@@ -31,25 +31,6 @@ bool isTrue(const NaiveValue& object, std::string_view key)
     return value != nullptr && value->type == NaiveValue::Type::boolean && value->boolean;
 }
 
-// Of text that is base64 for certain.
-std::string decodedBase64(std::string_view text)
-{
-    constexpr std::string_view alphabet
-        = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string bytes;
-    std::uint32_t bits = 0;
-    unsigned count = 0;
-    for (const char character : text.substr(0, text.find('='))) {
-        bits = (bits << 6U) | static_cast<std::uint32_t>(alphabet.find(character));
-        count += 6;
-        if (count >= 8) {
-            count -= 8;
-            bytes += static_cast<char>((bits >> count) & 0xFFU);
-        }
-    }
-    return bytes;
-}
-
 bool isEventName(std::string_view name)
 {
     if (name.size() != countLength + 1 + uuidLength + eventEnding.size())
@@ -185,7 +166,7 @@ EventCheck checkEventFile(std::string_view name, std::string_view contents, cons
         return { .wrong = "an event's file is no whole record" };
     if (auto wrong = wrongEnvelope(name, *envelope, known); !wrong.empty())
         return { .wrong = std::move(wrong) };
-    const std::string bytes = decodedBase64(fuzz::textField(*envelope, "eventData"));
+    const std::string bytes = *fuzz::naiveBytes(fuzz::textField(*envelope, "eventData"));
     const auto event = fuzz::soundRecord(bytes, fuzz::eventRules());
     if (!event)
         return { .wrong = "what an event's record carries is no event" };
