@@ -1,6 +1,7 @@
 #include "platform/posix_file_system.h"
 
 #include "platform/descriptor_io.h"
+#include "platform/descriptor_status.h"
 #include "platform/directory_names.h"
 #include "platform/remove_tree.h"
 
@@ -135,7 +136,7 @@ FileResult<OpenFile> PosixFileSystem::createFile(const std::string& path) const
 FileResult<FileAttributes> PosixFileSystem::attributes(const OpenFile& file) const
 {
     struct stat status {};
-    if (::fstat(file.number(), &status) != 0)
+    if (statusOfDescriptor(file.number(), status) != 0)
         return lastError();
     return attributesFrom(status);
 }
