@@ -88,6 +88,7 @@ template <typename Value>
 
 /// The fields of one record, in the order in which their failures count. Keys and descriptions must
 /// be of static storage; destinations and nested readers must outlive the reading.
+// NOLINTNEXTLINE(*-member-init): see Field
 class JsonRecordReader {
 public:
     static constexpr std::size_t maximumFieldCount = 16;
@@ -182,7 +183,7 @@ private:
 
     static void read(Field& field, const JsonToken& token);
 
-    std::array<Field, maximumFieldCount> fields_; // NOLINT(*-member-init): see Field
+    std::array<Field, maximumFieldCount> fields_;
     std::size_t fieldCount_ = 0;
     std::size_t expectedField_ = 0;
 };
