@@ -4,7 +4,8 @@
 
 #include <cstdlib>
 
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl51-cpp,cert-dcl37-c): the library's names
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl*,misc-use-internal-linkage,readability-identifier-naming):
+// the library's names
 namespace __gnu_cxx {
 
 void __verbose_terminate_handler();
@@ -15,4 +16,4 @@ void __verbose_terminate_handler()
 }
 
 } // namespace __gnu_cxx
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl51-cpp,cert-dcl37-c)
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl*,misc-use-internal-linkage,readability-identifier-naming)
