@@ -49,6 +49,8 @@ if(KESTRANE_COVERAGE)
         -fprofile-instr-generate=${CMAKE_BINARY_DIR}/profiles/%c%m.profraw -fcoverage-mapping
         "SHELL:-mllvm -runtime-counter-relocation")
     target_link_options(kestrane_settings INTERFACE -fprofile-instr-generate)
+    # For tests that must not take what the counters do for what the host does.
+    target_compile_definitions(kestrane_settings INTERFACE KESTRANE_COUNTS_COVERAGE)
 endif()
 
 if(KESTRANE_BUILD_FUZZERS)
