@@ -49,7 +49,15 @@ done
 
 "$script" list --sample 20 --seed 3 >"$directory/sample"
 "$script" list --sample 20 --seed 3 | cmp -s - "$directory/sample" || fail "a seed gives another sample each time"
-[ "$(wc -l <"$directory/sample")" -eq 20 ] || fail "not as many changes as the sample should have"
+"$script" list --sample 0 >"$directory/limits"
+[ "$(wc -l <"$directory/sample")" -eq $((20 + $(wc -l <"$directory/limits"))) ] ||
+    fail "not as many changes as the sample should have"
+sort "$directory/sample" >"$directory/sorted"
+sort "$directory/limits" | comm -23 - "$directory/sorted" >"$directory/left_out"
+[ ! -s "$directory/left_out" ] || fail "limits are left out of a sample: $(cat "$directory/left_out")"
+for rule in 'check dropped' number+1 number-1; do
+    grep -q ":$rule" "$directory/limits" || fail "a sample does without \"$rule\""
+done
 ! "$script" list --only base/none.cpp:1:none >"$directory/none" 2>&1 || fail "a name that is none is accepted"
 
 echo "$(wc -l <"$directory/every") changes, $failures failures"
