@@ -11,6 +11,8 @@
 #include <functional>
 #include <string>
 
+#include <unistd.h>
+
 namespace {
 
 using namespace support;
@@ -68,6 +70,35 @@ TEST(Remove, TakesItemsOfEveryKindThemselves)
         { "a name of 255 bytes",
             [](const std::string& d) { writeFile(d + '/' + std::string(255, 'n'), "1"); },
             [](const std::string& d) { return remove(d + '/' + std::string(255, 'n')); }, "done" },
+    });
+}
+
+// A path of one character and a slash is as long as the root's would be with one more.
+TEST(Remove, TakesALinkOfOneCharacterWithATrailingSlashForItself)
+{
+    inChildProcess([] {
+        const TemporaryDirectory directory;
+        linkToFullDirectory(directory.path());
+        ASSERT_EQ(::chdir(directory.path().c_str()), 0);
+        EXPECT_EQ(remove("x/"), "done");
+        EXPECT_FALSE(exists(directory / "x"));
+        EXPECT_TRUE(exists(directory / "y/f"));
+    });
+}
+
+// The root of the test's own: should it be taken for something to remove, little is lost.
+TEST(Remove, RefusesTheRoot)
+{
+    if (!isRoot())
+        GTEST_SKIP() << "only root can take another root";
+    const TemporaryDirectory directory;
+    inChildProcess([&directory] {
+        ASSERT_EQ(::chroot(directory.path().c_str()), 0);
+        ASSERT_EQ(::chdir("/"), 0);
+        writeFile("/f", "1");
+        EXPECT_EQ(remove("/"), failure(EBUSY));
+        EXPECT_EQ(remove("//"), failure(EBUSY));
+        EXPECT_TRUE(exists("/f"));
     });
 }
 
