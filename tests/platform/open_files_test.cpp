@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <optional>
 #include <string>
 #include <utility>
@@ -99,6 +100,23 @@ TEST(OpenFile, IsNotLeftBehindWhenItCannotBeMovedAboveTheStandardStreams)
         EXPECT_FALSE(fileSystem.openForReading(directory / "old"));
         EXPECT_TRUE(exists(directory / "old"));
         EXPECT_FALSE(isOpen(STDIN_FILENO));
+    });
+}
+
+// A session without a terminal would otherwise get the first one that it opens, and with it the
+// signals that are typed there.
+TEST(OpenFile, DoesNotMakeATerminalThatOfTheSession)
+{
+    inChildProcess([] {
+        ASSERT_GE(::setsid(), 0);
+        const int controller = ::posix_openpt(O_RDWR | O_NOCTTY);
+        if (controller < 0 || ::grantpt(controller) != 0 || ::unlockpt(controller) != 0)
+            GTEST_SKIP() << "no terminal can be made here";
+        const char* const name = ::ptsname(controller);
+        ASSERT_NE(name, nullptr);
+        ASSERT_TRUE(platform::localFileSystem().openForReading(std::string(name)));
+        EXPECT_LT(::open("/dev/tty", O_RDONLY | O_CLOEXEC), 0);
+        EXPECT_EQ(errno, ENXIO);
     });
 }
 
