@@ -139,6 +139,18 @@ TEST(RemoveTreeThatFails, TakesBothAnswersForADirectoryThatIsNotEmpty)
     EXPECT_TRUE(exists(directory / "d/file"));
 }
 
+// POSIX has EPERM where Linux says EISDIR.
+TEST(RemoveTreeThatFails, TakesBothAnswersForADirectoryThatIsNoFile)
+{
+    const TemporaryDirectory directory;
+    for (const int error : { EISDIR, EPERM }) {
+        EXPECT_EQ(removeWithFailingCall(directory, 1, error), "done");
+        EXPECT_FALSE(exists(directory / "d"));
+    }
+    EXPECT_EQ(removeWithFailingCall(directory, 1, EBUSY), failure(EBUSY));
+    EXPECT_TRUE(exists(directory / "d/file"));
+}
+
 TEST(RemoveTreeThatFails, LeavesADirectoryThatItEmptiedAndCannotRemove)
 {
     const TemporaryDirectory directory;

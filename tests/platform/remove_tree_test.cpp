@@ -1,6 +1,7 @@
 // Trees that are deep.
 
 #include "platform/remove_tree.h"
+#include "tests/support/as_other_user.h"
 #include "tests/support/file_cases.h"
 #include "tests/support/temporary_directory.h"
 
@@ -103,6 +104,17 @@ TEST(RemoveTree, LeavesNoDescriptorOpen)
     makeNestedDirectories(directory / "x", 513);
     ASSERT_NE(outcome(platform::removeTree(directory / "x")), "done");
     EXPECT_EQ(nextDescriptor(), before);
+}
+
+TEST(RemoveTree, WorksWhereStandardInputIsClosed)
+{
+    const TemporaryDirectory directory;
+    writeFile(directory / "x/f", "1");
+    inChildProcess([&directory] {
+        ::close(STDIN_FILENO);
+        EXPECT_EQ(outcome(platform::removeTree(directory / "x")), "done");
+    });
+    EXPECT_FALSE(exists(directory / "x"));
 }
 
 TEST(RemoveTree, DoesNotFollowALinkAtTheRoot)
