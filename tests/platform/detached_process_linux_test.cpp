@@ -120,6 +120,19 @@ TEST(StartDetached, StartsItInTheWorkingDirectoryOrElseInTheRoot)
             recordOfStart(TemporaryDirectory(), noVariables, missing).value("directory"), "/");
 }
 
+// A caller that became the launcher would end with success, and no failure would be told.
+TEST(StartDetached, ReturnsInTheProcessThatCalledIt)
+{
+    const TemporaryDirectory directory;
+    inChildProcess([&directory] {
+        const pid_t caller = ::getpid();
+        std::ignore = recordOfStart(directory);
+        if (::getpid() == caller)
+            writeFile(directory / "returned", "");
+    });
+    EXPECT_TRUE(exists(directory / "returned"));
+}
+
 TEST(StartDetached, LeavesNoChildBehind)
 {
     const TemporaryDirectory directory;
