@@ -87,6 +87,9 @@ TEST(Integers, AreExactPast53BitsInEveryForm)
     EXPECT_EQ(integerIn("0.00009007199254740993e20"), 9007199254740993);
     EXPECT_EQ(integerIn("1e18"), 1000000000000000000);
     EXPECT_EQ(integerIn("9007199254740993.5"), std::nullopt);
+    // Below that, what the nearest double says is whole counts as whole.
+    EXPECT_EQ(integerIn("9007199254740991.2"), 9007199254740991);
+    EXPECT_EQ(integerIn("9007199254740992.2"), std::nullopt);
     EXPECT_EQ(integerIn("90071992547409931e-1"), std::nullopt);
 }
 

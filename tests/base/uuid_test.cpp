@@ -91,6 +91,10 @@ TEST(RandomUUIDFromBytes, SetsVersionAndVariantAndKeepsTheOtherBits)
     bytes.fill(0xFF);
     EXPECT_EQ(base::upperCaseText(base::randomUUIDFromBytes(bytes)),
         "FFFFFFFF-FFFF-4FFF-BFFF-FFFFFFFFFFFF");
+    for (std::size_t index = 0; index < bytes.size(); ++index)
+        bytes[index] = static_cast<std::uint8_t>(0x11U * index);
+    EXPECT_EQ(base::upperCaseText(base::randomUUIDFromBytes(bytes)),
+        "00112233-4455-4677-8899-AABBCCDDEEFF");
 }
 
 } // namespace
