@@ -4,6 +4,8 @@
    nothing is clever. */
 
 #define _GNU_SOURCE
+#include "bench/fill.h"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -272,19 +274,6 @@ static void handleRequest(void)
     }
     liveState(&frontmost);
     answer(acceptedAnswer, 1);
-}
-
-/* Returns 0 at the end of input. */
-static int fill(char* bytes, size_t count)
-{
-    while (count > 0) {
-        const ssize_t got = read(STDIN_FILENO, bytes, count);
-        if (got <= 0)
-            return 0;
-        bytes += got;
-        count -= (size_t)got;
-    }
-    return 1;
 }
 
 int main(void)

@@ -121,18 +121,13 @@ std::expected<std::string, BrowserBridgeStoreError> BrowserBridgeStore::readToke
 
 std::string appendingPathComponent(std::string_view directory, std::string_view component)
 {
-    // An empty path is the working directory; a slash would make it the root.
-    const std::size_t slashes = directory.empty() || directory.ends_with('/') ? 0 : 1;
-    const std::size_t size = directory.size() + slashes + component.size();
     std::string path;
-    // The size that the function is given may be more than was asked for (libstdc++ 12).
-    path.resize_and_overwrite(size, [&](char* text, std::size_t) {
-        text += directory.copy(text, directory.size());
-        if (slashes > 0)
-            *text++ = '/';
-        component.copy(text, component.size());
-        return size;
-    });
+    path.reserve(directory.size() + 1 + component.size());
+    path += directory;
+    // An empty path is the working directory; a slash would make it the root.
+    if (!directory.empty() && !directory.ends_with('/'))
+        path += '/';
+    path += component;
     return path;
 }
 

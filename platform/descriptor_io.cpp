@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -24,6 +25,16 @@ bool shouldTryAgain(int error, int descriptor, short awaitedEvent)
 }
 
 } // namespace
+
+int openAt(int directory, const char* path, int flags)
+{
+    constexpr mode_t ownerMayReadAndWrite = 0600;
+    int descriptor = -1;
+    do
+        descriptor = ::openat(directory, path, flags | O_CLOEXEC, ownerMayReadAndWrite);
+    while (descriptor < 0 && errno == EINTR);
+    return descriptor;
+}
 
 FileResult<std::size_t> readSome(int descriptor, std::span<char> buffer)
 {

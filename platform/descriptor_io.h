@@ -11,6 +11,11 @@
 
 namespace platform {
 
+/// Opens `path`, which starts at the open directory `directory` unless it is absolute or that is
+/// AT_FDCWD, with the flags of openat(2) and O_CLOEXEC. A file that is made has permissions 0600
+/// less the process's umask. Yields the descriptor, or -1 with `errno`.
+[[nodiscard]] int openAt(int directory, const char* path, int flags);
+
 /// Reads what is there, at least one and at most `buffer.size()` bytes; waits until something is. 0
 /// means the end.
 [[nodiscard]] FileResult<std::size_t> readSome(int descriptor, std::span<char> buffer);

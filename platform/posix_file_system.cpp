@@ -58,11 +58,7 @@ bool isDirectory(const std::string& path)
 // pipe.
 int openAboveStandardStreams(const char* path, int flags, int directory = AT_FDCWD)
 {
-    constexpr mode_t ownerMayReadAndWrite = 0600;
-    int descriptor = -1;
-    do
-        descriptor = ::openat(directory, path, flags | O_CLOEXEC, ownerMayReadAndWrite);
-    while (descriptor < 0 && errno == EINTR);
+    const int descriptor = openAt(directory, path, flags);
     if (descriptor < 0 || descriptor > STDERR_FILENO)
         return descriptor;
     const int moved = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);

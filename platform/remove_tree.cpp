@@ -1,5 +1,6 @@
 #include "platform/remove_tree.h"
 
+#include "platform/descriptor_io.h"
 #include "platform/directory_names.h"
 
 #include <cerrno>
@@ -22,16 +23,6 @@ std::unexpected<FileError> lastError()
 
 FileResult<void> removeItem(int directory, const char* name, int depth);
 
-int openDirectory(int parent, const char* name)
-{
-    int descriptor = -1;
-    do
-        descriptor
-            = ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    while (descriptor < 0 && errno == EINTR);
-    return descriptor;
-}
-
 // The names are all read before the first item goes: on some systems a directory that changes
 // while it is read is read with gaps.
 // NOLINTNEXTLINE(misc-no-recursion): the depth is limited
@@ -39,7 +30,8 @@ FileResult<void> removeContents(int directory, const char* name, int depth)
 {
     if (depth >= maximumDepth)
         return std::unexpected(FileError { ENAMETOOLONG });
-    const int descriptor = openDirectory(directory, name);
+    const int descriptor
+        = openAt(directory, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK);
     if (descriptor < 0)
         return lastError();
     const OpenFile contents(localFileSystem(), descriptor);
