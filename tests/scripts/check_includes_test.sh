@@ -107,7 +107,17 @@ refuses tests/host/messages_test.cpp '#include "helper.h"' "includes are written
 refuses base/value.cpp '#include "base/missing.h"' "includes are written from the root, and there is no such file"
 refuses events/record.cpp '#include <base/value.h>' "headers of the project stand in quotation marks"
 refuses events/record.cpp '#include HEADER' "an include names its file"
-refuses bridge/store.cpp '#include <boost/json/value.hpp>' "Boost stays within base/"
+refuses bridge/store.cpp '#include <boost/json/value.hpp>' "Boost stays within base/ and kestranectl/"
+
+refuses host/main.cpp '#include <CLI/CLI.hpp>' "the library for command lines stays within kestranectl/"
+refuses host/main.cpp '#include "kestranectl/main.h"' "host/ does not see kestranectl/"
+for line in '#include "host/messages.h"' '#include "platform/files.h"' '#include <boost/json/value.hpp>' \
+    '#include <CLI/CLI.hpp>'; do
+    sound_tree
+    mkdir kestranectl
+    echo "$line" >kestranectl/main.cpp
+    expect_status 0 "$line in kestranectl/main.cpp" "$tree"
+done
 
 for header in unistd.h sys/stat.h fcntl.h dirent.h pwd.h poll.h dlfcn.h signal.h csignal objc/runtime.h AppKit/AppKit.h \
     filesystem fstream; do
