@@ -7,6 +7,7 @@
 #include "platform/core_files.h"
 #include "platform/file_system.h"
 #include "platform/process.h"
+#include "platform/request_departure.h"
 
 #include <array>
 #include <cstdlib>
@@ -41,13 +42,18 @@ std::unique_ptr<Reserve> reserve;
 void serveBrowser()
 {
     const platform::FileSystem& fileSystem = platform::localFileSystem();
+    platform::RequestDeparture departure; // Waits, if at all, when all else is done.
+    const auto openCompanionApplication = [&departure] {
+        if (platform::openApplication(companionBundleIdentifier))
+            departure.noteRequest();
+    };
     const host::HostEnvironment environment {
         .store = { bridge::BrowserBridgeStore::defaultRootURL(fileSystem) },
         .fileSystem = fileSystem,
         .services = {
             .now = platform::currentTime,
             .processExists = platform::processExists,
-            .openCompanionApplication = [] { platform::openApplication(companionBundleIdentifier); },
+            .openCompanionApplication = openCompanionApplication,
         },
     };
     host::runSession(

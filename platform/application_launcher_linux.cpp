@@ -83,15 +83,16 @@ std::vector<std::string> environmentOfApplication()
 
 } // namespace
 
-void openApplication(std::string_view identifier)
+bool openApplication(std::string_view identifier)
 {
     std::optional<std::string> entry = desktopEntryPath(identifier);
     if (!entry)
-        return;
+        return false;
     // GIO knows how desktop entries are started: the quoting and field codes of their Exec keys,
     // terminals, start-up notification.
     startDetached({ KESTRANE_GIO_COMMAND, "launch", *std::move(entry) }, environmentOfApplication(),
         std::string(environmentValue("HOME")));
+    return false; // Another process carries it out already.
 }
 
 } // namespace platform

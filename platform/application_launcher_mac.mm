@@ -8,13 +8,13 @@
 
 namespace platform {
 
-void openApplication(std::string_view identifier)
+bool openApplication(std::string_view identifier)
 {
     // AppKit takes longer to load than everything else that the host does, and few connections ever
     // open the application: it is loaded here and not with the program. It is never unloaded.
     constexpr const char* appKitPath = "/System/Library/Frameworks/AppKit.framework/AppKit";
     if (::dlopen(appKitPath, RTLD_LAZY | RTLD_LOCAL) == nullptr)
-        return;
+        return false;
     @autoreleasepool {
         // Classes are looked up by name, as nothing may refer to them before the library is there.
         NSString* const bundleIdentifier =
@@ -22,10 +22,11 @@ void openApplication(std::string_view identifier)
         NSWorkspace* const workspace = [objc_getClass("NSWorkspace") sharedWorkspace];
         NSURL* const location = [workspace URLForApplicationWithBundleIdentifier:bundleIdentifier];
         if (location == nil)
-            return;
+            return false;
         NSWorkspaceOpenConfiguration* const configuration =
             [objc_getClass("NSWorkspaceOpenConfiguration") configuration];
         [workspace openApplicationAtURL:location configuration:configuration completionHandler:nil];
+        return true;
     }
 }
 

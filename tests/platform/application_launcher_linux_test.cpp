@@ -63,7 +63,7 @@ protected:
     void open(std::string_view application = identifier)
     {
         Descendants descendants;
-        platform::openApplication(application);
+        EXPECT_FALSE(platform::openApplication(application));
         descendants.waitForAll();
     }
 
@@ -187,8 +187,8 @@ TEST_F(OpenApplication, TakesALinkToAnEntry)
 TEST_F(OpenApplication, DoesNothingWithoutAnEntry)
 {
     Descendants descendants;
-    platform::openApplication(identifier);
-    platform::openApplication("");
+    EXPECT_FALSE(platform::openApplication(identifier));
+    EXPECT_FALSE(platform::openApplication(""));
     EXPECT_EQ(descendants.waitForAll(), 0);
 }
 
@@ -199,7 +199,7 @@ TEST_F(OpenApplication, DoesNotTakeAnIdentifierForAPath)
     Descendants descendants;
     for (const std::string& path : { std::string("deeper/../com.example.Probe"),
              std::string("../applications/com.example.Probe"), std::string("/com.example.Probe") })
-        platform::openApplication(path);
+        EXPECT_FALSE(platform::openApplication(path));
     EXPECT_EQ(descendants.waitForAll(), 0);
     EXPECT_FALSE(exists(data("record")));
 }
@@ -264,7 +264,7 @@ TEST_F(OpenApplication, ReturnsAtOnceAndKeepsNoPipeOpen)
     Descendants descendants;
     Pipe pipe;
     const int inheritable = ::dup(pipe.writeEnd.number());
-    platform::openApplication(identifier);
+    EXPECT_FALSE(platform::openApplication(identifier));
     EXPECT_FALSE(exists(data("record")));
 
     ::close(inheritable);
@@ -283,7 +283,7 @@ TEST_F(OpenApplication, LeavesNoChildBehind)
 {
     makeFIFO(data("record"));
     writeEntry(data("first"), probe());
-    platform::openApplication(identifier);
+    EXPECT_FALSE(platform::openApplication(identifier));
     EXPECT_TRUE(hasNoChild());
     EXPECT_EQ(record().startCount(), 1); // reading waits for the probe
     EXPECT_TRUE(hasNoChild());
