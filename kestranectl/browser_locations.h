@@ -13,7 +13,8 @@
 namespace kestranectl {
 
 /// A browser, or a channel of one, that may run the extension. A host serves reports of Google
-/// Chrome alone; these are the programs that run its extension.
+/// Chrome alone; these are the programs that run its extension. A directory that is not known, or
+/// that the browser does not have on that system, is empty.
 struct BrowserLocation {
     std::string_view name; // on the command line: "chrome", "chrome-beta", ...
     std::string_view displayName; // "Google Chrome Beta"
@@ -36,7 +37,9 @@ struct Surroundings {
     std::string home; // the user's home directory
     /// The value of an environment variable.
     std::function<std::optional<std::string>(const char*)> variable;
-    std::string systemRoot; // goes before every absolute system directory; empty but in tests
+    /// Goes before every absolute directory of the system that is named here or in the commands;
+    /// empty but in tests.
+    std::string systemRoot {};
 };
 
 /// The surroundings of this process. The home directory is the environment's HOME if that is
@@ -45,11 +48,11 @@ struct Surroundings {
 
 /// Where the browser keeps its profiles unless it is told otherwise. On Linux the configuration
 /// directory is $CHROME_CONFIG_HOME, else $XDG_CONFIG_HOME, else ~/.config; values that are not
-/// absolute count as unset.
+/// absolute count as unset. Empty where the directory is not known.
 [[nodiscard]] std::string userDataDirectory(
     const BrowserLocation& browser, const Surroundings& surroundings);
 
-/// Where the browser looks for manifests.
+/// Where the browser looks for manifests; empty where that is not known.
 [[nodiscard]] std::string manifestDirectory(
     const BrowserLocation& browser, Scope scope, const Surroundings& surroundings);
 

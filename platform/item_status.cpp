@@ -1,0 +1,80 @@
+#include "platform/item_status.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace platform {
+
+namespace {
+
+constexpr mode_t permissionBits = 07777;
+
+std::unexpected<FileError> lastError()
+{
+    return std::unexpected(FileError { errno });
+}
+
+FileKind kindOf(mode_t mode)
+{
+    if (S_ISREG(mode))
+        return FileKind::regular;
+    if (S_ISDIR(mode))
+        return FileKind::directory;
+    return S_ISLNK(mode) ? FileKind::symbolicLink : FileKind::other;
+}
+
+FileResult<ItemStatus> statusAt(const std::string& path, int flags)
+{
+    struct stat status {};
+    if (::fstatat(AT_FDCWD, path.c_str(), &status, flags) != 0)
+        return lastError();
+    return ItemStatus {
+        .kind = kindOf(status.st_mode),
+        .size = static_cast<std::uint64_t>(status.st_size),
+        .permissions = static_cast<unsigned>(status.st_mode & permissionBits),
+        .owner = status.st_uid,
+        .group = status.st_gid,
+        .modifiedAt = { static_cast<double>(status.st_mtime) - base::secondsFrom1970To2001 },
+    };
+}
+
+} // namespace
+
+FileResult<ItemStatus> statusOfItem(const std::string& path)
+{
+    return statusAt(path, AT_SYMLINK_NOFOLLOW);
+}
+
+FileResult<ItemStatus> statusOfTarget(const std::string& path)
+{
+    return statusAt(path, 0);
+}
+
+FileResult<void> mayExecute(const std::string& path)
+{
+    if (::faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) != 0)
+        return lastError();
+    return {};
+}
+
+FileResult<std::string> resolvedPath(const std::string& path)
+{
+    // The system allocates the text with malloc.
+    const std::unique_ptr<char, decltype([](char* text) { std::free(text); })> resolved(
+        ::realpath(path.c_str(), nullptr));
+    if (resolved == nullptr)
+        return lastError();
+    return std::string(resolved.get());
+}
+
+std::uint32_t currentUser()
+{
+    return ::geteuid();
+}
+
+} // namespace platform

@@ -1,0 +1,7 @@
+#include "platform/operating_system.h"
+
+namespace platform {
+
+const OperatingSystem currentOperatingSystem = OperatingSystem::macOS;
+
+} // namespace platform

@@ -1,0 +1,138 @@
+#include "platform/item_status.h"
+
+#include "platform/clock.h"
+
+#include "tests/support/as_other_user.h"
+#include "tests/support/temporary_directory.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cmath>
+
+#include <unistd.h>
+
+namespace platform {
+namespace {
+
+class ItemStatusTest : public testing::Test {
+protected:
+    support::TemporaryDirectory directory_;
+};
+
+using StatusOfItem = ItemStatusTest;
+using StatusOfTarget = ItemStatusTest;
+using MayExecute = ItemStatusTest;
+using ResolvedPath = ItemStatusTest;
+
+FileError errorOf(const auto& result)
+{
+    return result ? FileError {} : result.error();
+}
+
+TEST_F(StatusOfItem, TellsKindSizePermissionsAndOwner)
+{
+    support::writeFile(directory_ / "file", "12345", 0640);
+    const auto status = statusOfItem(directory_ / "file");
+    ASSERT_TRUE(status);
+    EXPECT_EQ(status->kind, FileKind::regular);
+    EXPECT_EQ(status->size, 5U);
+    EXPECT_EQ(status->permissions, 0640U);
+    EXPECT_EQ(status->owner, ::geteuid());
+    EXPECT_EQ(status->owner, currentUser());
+}
+
+TEST_F(StatusOfItem, TellsWhenTheItemWasChanged)
+{
+    support::writeFile(directory_ / "file", "");
+    const auto status = statusOfItem(directory_ / "file");
+    ASSERT_TRUE(status);
+    // An hour allows for any machine, and a wrong epoch is 31 years off.
+    EXPECT_LT(std::abs(base::secondsBetween(status->modifiedAt, currentTime())), 3600);
+}
+
+TEST_F(StatusOfItem, TellsTheStickyBit)
+{
+    support::makeDirectory(directory_ / "shared");
+    support::setPermissions(directory_ / "shared", 01777);
+    const auto status = statusOfItem(directory_ / "shared");
+    ASSERT_TRUE(status);
+    EXPECT_EQ(status->kind, FileKind::directory);
+    EXPECT_EQ(status->permissions, 01777U);
+}
+
+TEST_F(StatusOfItem, IsThatOfALinkItself)
+{
+    support::makeSymbolicLink(directory_ / "nothing", directory_ / "link");
+    const auto status = statusOfItem(directory_ / "link");
+    ASSERT_TRUE(status);
+    EXPECT_EQ(status->kind, FileKind::symbolicLink);
+}
+
+TEST_F(StatusOfItem, TellsAFIFOFromAFile)
+{
+    support::makeFIFO(directory_ / "fifo");
+    const auto status = statusOfItem(directory_ / "fifo");
+    ASSERT_TRUE(status);
+    EXPECT_EQ(status->kind, FileKind::other);
+}
+
+TEST_F(StatusOfItem, FailsWithTheSystemsError)
+{
+    support::writeFile(directory_ / "file", "");
+    EXPECT_EQ(errorOf(statusOfItem(directory_ / "nothing")), FileError { ENOENT });
+    EXPECT_EQ(errorOf(statusOfItem(directory_ / "file/below")), FileError { ENOTDIR });
+}
+
+TEST_F(StatusOfTarget, FollowsALink)
+{
+    support::writeFile(directory_ / "file", "123");
+    support::makeSymbolicLink("file", directory_ / "link");
+    const auto status = statusOfTarget(directory_ / "link");
+    ASSERT_TRUE(status);
+    EXPECT_EQ(status->kind, FileKind::regular);
+    EXPECT_EQ(status->size, 3U);
+}
+
+TEST_F(StatusOfTarget, FailsForALinkToNothing)
+{
+    support::makeSymbolicLink("nothing", directory_ / "link");
+    EXPECT_EQ(errorOf(statusOfTarget(directory_ / "link")), FileError { ENOENT });
+}
+
+TEST_F(MayExecute, DependsOnThePermission)
+{
+    support::writeFile(directory_ / "tool", "", 0755);
+    support::writeFile(directory_ / "text", "", 0644);
+    EXPECT_TRUE(mayExecute(directory_ / "tool"));
+    EXPECT_EQ(errorOf(mayExecute(directory_ / "text")), FileError { EACCES });
+    EXPECT_EQ(errorOf(mayExecute(directory_ / "nothing")), FileError { ENOENT });
+}
+
+TEST_F(MayExecute, IsAskedForTheUserThatTheProcessActsAs)
+{
+    support::setPermissions(directory_.path(), 0755);
+    support::writeFile(directory_ / "tool", "", 0700);
+    if (!support::isRoot())
+        GTEST_SKIP() << "only root can act as another user";
+    support::asUser(support::unprivilegedUser,
+        [&] { EXPECT_EQ(errorOf(mayExecute(directory_ / "tool")), FileError { EACCES }); });
+}
+
+TEST_F(ResolvedPath, HasNoLinksAndNoDots)
+{
+    const auto directory = resolvedPath(directory_.path());
+    ASSERT_TRUE(directory);
+    support::makeDirectory(directory_ / "real");
+    support::writeFile(directory_ / "real/file", "");
+    support::makeSymbolicLink("real", directory_ / "link");
+    EXPECT_EQ(resolvedPath(directory_ / "link/.././link/file"), *directory + "/real/file");
+}
+
+TEST_F(ResolvedPath, FailsForWhatIsNotThere)
+{
+    EXPECT_EQ(errorOf(resolvedPath(directory_ / "nothing")), FileError { ENOENT });
+}
+
+} // namespace
+} // namespace platform
