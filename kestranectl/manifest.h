@@ -2,6 +2,7 @@
 // The native-messaging manifest: the JSON file by which a browser finds the host. (Source: Chrome
 // for Developers, "Native messaging", section "Native messaging host".)
 
+#include <cstdint>
 #include <expected>
 #include <string>
 #include <string_view>
@@ -41,8 +42,14 @@ struct Manifest {
 /// Indented JSON with a line feed at the end.
 [[nodiscard]] std::string encode(const Manifest& manifest);
 
-/// Reads a manifest by the browser's rules, in the browser's order. The error is a sentence that
-/// says which rule is broken, as the browser itself does not.
+/// Reads a manifest by the browser's rules, in the browser's order: JSON, the members one by one,
+/// then that it has the name of its file and an absolute path. Members that are not known are
+/// ignored, and so is a byte-order mark. The error is a sentence
+/// that says which rule is broken, as the browser itself does not.
 [[nodiscard]] std::expected<Manifest, std::string> decodeManifest(std::string_view text);
+
+/// The identifiers of the extensions that the manifest lets in; origins of another form, which
+/// browsers may understand, are left out.
+[[nodiscard]] std::vector<std::string> allowedIdentifiers(const Manifest& manifest);
 
 } // namespace kestranectl
