@@ -3,6 +3,7 @@
 
 #include "kestranectl/browser_locations.h"
 #include "kestranectl/console.h"
+#include "kestranectl/host_location.h"
 
 #include <string>
 #include <vector>
@@ -20,11 +21,15 @@ struct RegisterOptions {
 
 /// Writes the manifest for each browser, and says of each whether it was written, was up to date or
 /// was skipped, and why. Checks, in this order and before anything is written: every name of a
-/// browser is known, every extension identifier is one and there is at least one, the host is an
-/// executable regular file in a place that stays (not on a mounted disk image, not in a temporary
-/// directory, nor where the system has moved a downloaded application). A manifest is replaced in
-/// one step, with permissions 0644, and only if it differs. One that names another host's
-/// executable, or that cannot be read as a manifest, is left as it is without `force`.
+/// browser is known, every extension identifier is one and there is at least one (otherwise status
+/// `usage`), the host can be named (`usableHostPath`). For the user alone, a manifest is written
+/// where the browser has its profiles; only the directory of manifests is made. For the system, it
+/// is also written where the directory above that of manifests is there, and for browsers that are
+/// named. A manifest is replaced in one step, with permissions 0644, and only if it differs. One
+/// that names another executable which is there, one that cannot be read as a manifest, and
+/// anything but a regular file is left as it is without `force`; a directory is never removed.
+/// Status `problem` if a manifest could not be written or was left, if a browser that was named is
+/// missing, or if there is none at all.
 [[nodiscard]] ExitStatus registerHost(
     const RegisterOptions& options, const Surroundings& surroundings, const Console& console);
 
@@ -35,12 +40,9 @@ struct UnregisterOptions {
     bool dryRun = false;
 };
 
-/// Removes the manifests. One that is not there is no problem.
+/// Removes the manifests, whichever executable they name. One that is not there is no problem; one
+/// that cannot be read as a manifest is left without `force`, and a directory always is.
 [[nodiscard]] ExitStatus unregisterHost(
     const UnregisterOptions& options, const Surroundings& surroundings, const Console& console);
-
-/// The host that was installed with this tool: in the tool's own directory, or in
-/// "../libexec/kestrane" beside it. Empty if there is none in either.
-[[nodiscard]] std::string installedHostPath(const std::string& toolPath);
 
 } // namespace kestranectl
