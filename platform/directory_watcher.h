@@ -2,10 +2,10 @@
 // Waiting until something changes in directories. Systems differ in what they tell, so this tells
 // the least of them: that a directory has changed, not what; whoever waits looks for himself.
 
+#include "platform/end_requests.h"
 #include "platform/file_system.h"
 
 #include <chrono>
-#include <cstdint>
 #include <memory>
 #include <optional>
 #include <span>
@@ -13,50 +13,44 @@
 
 namespace platform {
 
-enum class Awakening : std::uint8_t {
-    change, // a name came, went or was replaced in a watched directory, or the directory itself
-            // went
-    input, // the watched descriptor can be read or has ended
-    interruption, // the process was asked to end (see `EndRequests`)
-    timeout
+/// Everything that there was to wake up for; nothing is set when the time was over.
+struct Awakening {
+    bool changed = false; // a name came, went or was replaced in a watched directory, or such a
+                          // directory itself went
+    bool inputReady = false; // the input can be read without waiting, has ended or cannot be read
+    bool endRequested = false; // the process was asked to end
+
+    friend bool operator==(const Awakening&, const Awakening&) = default;
 };
 
-/// From its making on, SIGINT and SIGTERM no longer end the process but its waiting; the
-/// dispositions of before come back at the end. There is one at a time.
-class EndRequests {
-public:
-    EndRequests();
-    EndRequests(const EndRequests&) = delete;
-    EndRequests& operator=(const EndRequests&) = delete;
-    ~EndRequests();
-
-    /// A descriptor that can be read once the process was asked to end.
-    [[nodiscard]] int descriptor() const;
-};
-
-/// Linux: inotify(7). macOS: kqueue(2) with EVFILT_VNODE.
+/// Linux: inotify(7). macOS: kqueue(2) with EVFILT_VNODE, which does not tell when a file is
+/// written to in its place; Linux counts that as a change.
 class DirectoryWatcher {
 public:
+    /// Fails with the system's error.
     [[nodiscard]] static FileResult<DirectoryWatcher> make();
-    DirectoryWatcher(DirectoryWatcher&&) noexcept;
+    DirectoryWatcher(DirectoryWatcher&& other) noexcept;
     DirectoryWatcher& operator=(DirectoryWatcher&&) = delete;
     DirectoryWatcher(const DirectoryWatcher&) = delete;
     DirectoryWatcher& operator=(const DirectoryWatcher&) = delete;
     ~DirectoryWatcher();
 
-    /// From now on waits for changes in exactly these directories; those that were watched before
-    /// stay so without a gap. One that cannot be opened is passed over.
+    /// From now on waits for changes in exactly these directories, the ones that the paths lead to
+    /// now; symbolic links are followed. Those that were watched before stay so without a gap. What
+    /// is no directory or cannot be opened is passed over.
     void watch(std::span<const std::string> directories);
 
-    /// Waits until something has happened since the last call; what comes first in `Awakening`
-    /// counts. Several changes may be one. `input` is a descriptor to be waited for as well, if
-    /// there is one; without `timeout` there is no limit. Wakes up for nothing else.
+    /// Waits until something has happened since the last call. Several changes may be one, and one
+    /// may be told twice. `input` is a descriptor to be waited for as well, if there is one: one
+    /// that has ended is ready every time. Without `timeout` there is no limit. Wakes up for
+    /// nothing else. Fails with the system's error.
     [[nodiscard]] FileResult<Awakening> wait(const EndRequests& endRequests,
         std::optional<int> input, std::optional<std::chrono::milliseconds> timeout);
 
 private:
     struct State;
     explicit DirectoryWatcher(std::unique_ptr<State> state);
+
     std::unique_ptr<State> state_;
 };
 
