@@ -18,12 +18,13 @@ struct SimulateOptions {
 };
 
 /// Makes the bridge directory with a token (one that is there is kept), a state that is written
-/// again every few seconds, and preferences; prints every event that a host leaves, and takes it.
-/// Reads lines from standard input: "session on|off", "pause on|off", "front IDENTIFIER|none",
-/// "labels on|off", "show-pdf UUID", "set-labels on|off", "quit"; one that makes no sense is
-/// answered with what would. Ends at "quit", SIGINT or SIGTERM, not at the end of the input; then
-/// removes what it wrote, so that hosts find no application. Refuses, before anything is written,
-/// where an application runs unless `force`.
+/// again every few seconds, and preferences; prints what changes in the directory as `runWatch`
+/// does, and takes every event that a host leaves. Reads lines from standard input: "session
+/// on|off", "pause on|off", "front IDENTIFIER|none", "labels on|off", "show-pdf UUID", "set-labels
+/// on|off", "quit"; one that makes no sense is answered with what would. Ends at "quit", SIGINT,
+/// SIGTERM or SIGHUP, not at the end of the input; then removes what it wrote, so that hosts find
+/// no application. Refuses, before anything is written, where an application runs, and ends where
+/// one begins to write its state, unless `force`.
 [[nodiscard]] ExitStatus runSimulate(const SimulateOptions& options, const Console& console);
 
 } // namespace kestranectl
