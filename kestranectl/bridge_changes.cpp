@@ -12,7 +12,7 @@ namespace {
 // One word of a line, whatever the text holds.
 std::string word(const std::string& text)
 {
-    const std::string shown = printable(text);
+    std::string shown = printable(text);
     if (!shown.empty() && shown.find_first_of(" \"") == std::string::npos)
         return shown;
     std::string quoted = "\"";

@@ -205,7 +205,7 @@ Outcome SimulatedApplication::setSessionRunning(bool isRunning)
 
 Outcome SimulatedApplication::obey(const SimulationRequest& request)
 {
-    return std::visit([this](const auto& wanted) { return carryOut(wanted); }, request);
+    return std::visit([this](const auto& wanted) { return this->carryOut(wanted); }, request);
 }
 
 Outcome SimulatedApplication::carryOut(const SetSession& request)

@@ -44,6 +44,8 @@ struct DirectoryWatcher::State {
         : descriptor(itsDescriptor)
     {
     }
+    State(State&&) = delete;
+    State& operator=(State&&) = delete;
     State(const State&) = delete;
     State& operator=(const State&) = delete;
     ~State() { ::close(descriptor); }

@@ -104,6 +104,8 @@ struct DirectoryWatcher::State {
         : queue(itsQueue)
     {
     }
+    State(State&&) = delete;
+    State& operator=(State&&) = delete;
     State(const State&) = delete;
     State& operator=(const State&) = delete;
     ~State() { ::close(queue); }

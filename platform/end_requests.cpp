@@ -62,6 +62,8 @@ bool setFlags(int descriptor)
 
 struct EndRequests::State {
     State() = default;
+    State(State&&) = delete;
+    State& operator=(State&&) = delete;
     State(const State&) = delete;
     State& operator=(const State&) = delete;
 

@@ -362,7 +362,7 @@ TEST_F(BridgeSnapshotOnAFileSystem, ReadsEventsAgainForAnotherToken)
 TEST_F(BridgeSnapshotOnAFileSystem, LeavesOutWhatIsTakenBeforeItCouldBeRead)
 {
     support::writeFile(path("Inbox/1.event"), "");
-    fileSystem.beforeCall([this](support::FileOperation, const std::string& itsPath) {
+    fileSystem.beforeCall([](support::FileOperation, const std::string& itsPath) {
         if (itsPath.ends_with("1.event"))
             ::unlink(itsPath.c_str());
     });
