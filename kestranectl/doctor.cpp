@@ -89,7 +89,7 @@ std::optional<std::string> usageProblem(const DoctorOptions& options)
     }
     if (!options.extensionIdentifier.empty() && !isExtensionIdentifier(options.extensionIdentifier))
         return '"' + options.extensionIdentifier
-            + "\" is no extension identifier: those are 32 letters from \"a\" to \"p\".";
+            + R"(" is no extension identifier: those are 32 letters from "a" to "p".)";
     return std::nullopt;
 }
 
@@ -140,9 +140,16 @@ void reportHidden(Examination& examination, const std::string& subject, const st
                 : "Run the command as the user whose browser it is about.");
 }
 
+std::string asSentence(std::string text)
+{
+    if (!text.ends_with('.'))
+        text += '.';
+    return text;
+}
+
 std::string countText(std::size_t count, std::string_view singular)
 {
-    std::string text = std::to_string(count) + ' ' + std::string(singular);
+    const std::string text = std::to_string(count) + ' ' + std::string(singular);
     return count == 1 ? text : text + 's';
 }
 

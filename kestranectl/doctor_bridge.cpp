@@ -42,7 +42,7 @@ bool examineRoot(Examination& examination, const std::string& root)
     const std::string subject = "bridge directory";
     const auto status = platform::statusOfTarget(root);
     if (!status && saysAbsent(status.error())) {
-        examination.bad(subject, root + " is not there: Kestrane has never run for this user.",
+        examination.bad(subject, root + " is not there: Kestrane has not run for this user.",
             "Start Kestrane.");
         return false;
     }
@@ -145,7 +145,11 @@ void examineState(Examination& examination, const bridge::BrowserBridgeStore& st
     const std::string path = bridge::appendingPathComponent(store.rootURL, "state.json");
     const auto state = store.readState(platform::localFileSystem());
     if (!state) {
-        examination.bad(subject, path + " gives no state: " + message(state.error()), startAdvice);
+        examination.bad(subject,
+            presenceOf(path) == Presence::absent
+                ? path + " is not there: Kestrane does not run."
+                : path + " gives no state: " + asSentence(message(state.error())),
+            startAdvice);
         return;
     }
     if (const auto why = whyNotRunning(*state, examination.probes)) {

@@ -191,10 +191,23 @@ void examineVariables(Examination& examination)
     }
 }
 
+// An administrator who looks for somebody else sees what that user's browser does not.
+void examineUser(Examination& examination)
+{
+    const std::string& home = examination.surroundings.home;
+    const auto status = platform::statusOfItem(home);
+    if (status && status->owner != platform::currentUser())
+        examination.notice("user",
+            home + " belongs to another user (number " + std::to_string(status->owner)
+                + ") than the one who runs this tool, so what follows may not hold for him.",
+            "Run the command as the user whose browser it is about.");
+}
+
 } // namespace
 
 void examineBrowsers(Examination& examination)
 {
+    examineUser(examination);
     examineVariables(examination);
     examineSandboxes(examination);
     const std::vector<std::string>& names = examination.options.browsers;

@@ -46,7 +46,7 @@ std::string beginningOf(const std::string& path)
         return {};
     std::array<char, enoughForAnInterpreter> buffer {};
     const auto count = files.read(*file, buffer);
-    return std::string(buffer.data(), count.value_or(0));
+    return { buffer.data(), count.value_or(0) };
 }
 
 // The program that runs a script, if the file is one.

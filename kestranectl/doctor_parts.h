@@ -36,6 +36,9 @@ enum class Presence : std::uint8_t { present, absent, unknown };
 void reportHidden(Examination& examination, const std::string& subject, const std::string& path,
     platform::FileError error);
 
+/// The text, with the full stop that texts of the system lack.
+[[nodiscard]] std::string asSentence(std::string text);
+
 /// A number of seconds in words for people: "12 seconds", "3 hours".
 [[nodiscard]] std::string durationText(double seconds);
 

@@ -86,12 +86,14 @@ void examineReadinessFile(
     const auto contents = bridge::readLimitedRegularFile(
         path, std::int64_t { bridge::maximumReadinessEnvelopeBytes }, platform::localFileSystem());
     if (!contents) {
-        examination.notice(subject, path + " cannot be read: " + message(contents.error()));
+        examination.notice(
+            subject, path + " cannot be read: " + asSentence(message(contents.error())));
         return;
     }
     const auto envelope = bridge::decodeBrowserBridgeReadinessEnvelope(*contents);
     if (!envelope) {
-        examination.notice(subject, path + " is no readiness record: " + message(envelope.error()));
+        examination.notice(
+            subject, path + " is no readiness record: " + asSentence(message(envelope.error())));
         return;
     }
     const bridge::BrowserBridgeReadiness& readiness = envelope->readiness;

@@ -109,12 +109,12 @@ constexpr std::array<std::pair<std::string_view, std::string Manifest::*>, 4> te
 std::optional<std::string> memberProblem(std::string_view key, const std::string& value)
 {
     if (key == "name" && !isHostName(value))
-        return "Its \"name\" is \"" + value
-            + "\", but names consist of lower-case letters, digits, \"_\" and single dots.";
+        return R"(Its "name" is ")" + value
+            + R"(", but names consist of lower-case letters, digits, "_" and single dots.)";
     if (key == "description" && value.empty())
         return "Its \"description\" is empty.";
     if (key == "type" && value != standardStreams)
-        return "Its \"type\" is \"" + value + "\" instead of \"stdio\".";
+        return R"(Its "type" is ")" + value + R"(" instead of "stdio".)";
     return std::nullopt;
 }
 
@@ -122,11 +122,11 @@ std::optional<std::string> memberProblem(std::string_view key, const std::string
 std::optional<std::string> useProblem(const Manifest& manifest)
 {
     if (manifest.name != nativeHostName)
-        return "Its \"name\" is \"" + manifest.name + "\", but the file's name asks for \""
+        return R"(Its "name" is ")" + manifest.name + R"(", but the file's name asks for ")"
             + std::string(nativeHostName) + "\".";
     if (!manifest.path.starts_with('/'))
-        return "Its \"path\" is \"" + manifest.path
-            + "\", but it must be absolute; \"~\" and variables are not replaced.";
+        return R"(Its "path" is ")" + manifest.path
+            + R"(", but it must be absolute; "~" and variables are not replaced.)";
     // The system would take the path to end there.
     if (manifest.path.find('\0') != std::string::npos)
         return "Its \"path\" holds a NUL character.";

@@ -104,8 +104,7 @@ std::optional<std::string> identifierProblem(const std::vector<std::string>& ide
         identifiers, [](const std::string& text) { return isExtensionIdentifier(text); });
     if (wrong == identifiers.end())
         return std::nullopt;
-    return '"' + *wrong
-        + "\" is no extension identifier: those are 32 letters from \"a\" to \"p\".";
+    return '"' + *wrong + R"(" is no extension identifier: those are 32 letters from "a" to "p".)";
 }
 
 // Why a manifest is not to be written for the browser, in words that follow its name.

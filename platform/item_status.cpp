@@ -14,6 +14,14 @@ namespace {
 
 constexpr mode_t permissionBits = 07777;
 
+// For what the system allocates.
+struct FreeMemory {
+    void operator()(char* memory) const
+    {
+        std::free(memory); // NOLINT(*-no-malloc,*-owning-memory): it is no memory of ours
+    }
+};
+
 std::unexpected<FileError> lastError()
 {
     return std::unexpected(FileError { errno });
@@ -64,9 +72,7 @@ FileResult<void> mayExecute(const std::string& path)
 
 FileResult<std::string> resolvedPath(const std::string& path)
 {
-    // The system allocates the text with malloc.
-    const std::unique_ptr<char, decltype([](char* text) { std::free(text); })> resolved(
-        ::realpath(path.c_str(), nullptr));
+    const std::unique_ptr<char, FreeMemory> resolved(::realpath(path.c_str(), nullptr));
     if (resolved == nullptr)
         return lastError();
     return std::string(resolved.get());

@@ -6,31 +6,31 @@
 namespace kestranectl {
 
 BrowserTest::BrowserTest()
-    : root_(platform::resolvedPath(directory_.path()).value_or(directory_.path()))
-    , host_(root_ + "/opt/host")
-    , surroundings_ { .system = platform::OperatingSystem::linux,
-        .home = root_ + "/home",
+    : root(platform::resolvedPath(directory.path()).value_or(directory.path()))
+    , host(root + "/opt/host")
+    , surroundings { .system = platform::OperatingSystem::linux,
+        .home = root + "/home",
         .variable = [this](const char* name) -> std::optional<std::string> {
-            const auto found = variables_.find(name);
-            return found == variables_.end() ? std::nullopt : std::optional(found->second);
+            const auto found = variables.find(name);
+            return found == variables.end() ? std::nullopt : std::optional(found->second);
         },
-        .systemRoot = root_ }
-    , console_ { .output = [this](std::string_view text) { output_ += text; },
-        .error = [this](std::string_view text) { errors_ += text; } }
+        .systemRoot = root }
+    , console { .output = [this](std::string_view text) { output += text; },
+        .error = [this](std::string_view text) { errors += text; } }
 {
-    support::makeDirectory(surroundings_.home);
-    support::writeFile(host_, "#!/bin/sh\n", 0755);
+    support::makeDirectory(surroundings.home);
+    support::writeFile(host, "#!/bin/sh\n", 0755);
 }
 
 void BrowserTest::install(std::string_view browser) const
 {
     support::writeFile(
-        userDataDirectory(*knownBrowser(browser), surroundings_) + "/Local State", "{}");
+        userDataDirectory(*knownBrowser(browser), surroundings) + "/Local State", "{}");
 }
 
 std::string BrowserTest::manifest(std::string_view browser, Scope scope) const
 {
-    return manifestPath(*knownBrowser(browser), scope, surroundings_);
+    return manifestPath(*knownBrowser(browser), scope, surroundings);
 }
 
 void BrowserTest::leaveManifest(
@@ -41,7 +41,7 @@ void BrowserTest::leaveManifest(
 
 std::string BrowserTest::soundManifest() const
 {
-    return encode(makeManifest(host_, { identifier }));
+    return encode(makeManifest(host, { identifier }));
 }
 
 } // namespace kestranectl

@@ -34,14 +34,14 @@ protected:
     /// The sound manifest of the host.
     [[nodiscard]] std::string soundManifest() const;
 
-    support::TemporaryDirectory directory_;
-    std::string root_; // the directory without links
-    std::string host_; // an executable in a place that stays
-    std::map<std::string, std::string> variables_;
-    Surroundings surroundings_;
-    std::string output_;
-    std::string errors_;
-    Console console_;
+    support::TemporaryDirectory directory;
+    std::string root; // the directory without links
+    std::string host; // an executable in a place that stays
+    std::map<std::string, std::string> variables;
+    Surroundings surroundings;
+    std::string output;
+    std::string errors;
+    Console console;
 };
 
 } // namespace kestranectl

@@ -4,6 +4,8 @@
 
 #include <cstdio>
 
+#include <unistd.h>
+
 namespace kestranectl {
 namespace {
 
@@ -15,10 +17,10 @@ constexpr std::string_view forbidden
 
 TEST_F(DoctorBrowser, MayBeMissing)
 {
-    surroundings_.home = root_ + "/nobody";
+    surroundings.home = root + "/nobody";
     examineAll();
     EXPECT_TRUE(found(Verdict::bad, "browser", "None of the browsers"));
-    EXPECT_TRUE(started_.empty());
+    EXPECT_TRUE(started.empty());
 }
 
 TEST_F(DoctorBrowser, IsPassedOverWithoutProfilesUnlessNamed)
@@ -42,9 +44,9 @@ TEST_F(DoctorBrowser, IsNotTakenForMissingWhereTheSystemDoesNotTell)
 {
     if (!support::isRoot())
         GTEST_SKIP() << "only root can act as another user";
-    support::setPermissions(root_, 0755);
-    support::setPermissions(surroundings_.home, 0755);
-    support::setPermissions(surroundings_.home + "/.config", 0700);
+    support::setPermissions(root, 0755);
+    support::setPermissions(surroundings.home, 0755);
+    support::setPermissions(surroundings.home + "/.config", 0700);
     support::asUser(support::unprivilegedUser, [this] {
         examineAll();
         EXPECT_TRUE(found(Verdict::unknown, "browser", "google-chrome cannot be looked at"));
@@ -56,7 +58,7 @@ TEST_F(DoctorBrowser, IsNotTakenForMissingWhereTheSystemDoesNotTell)
 
 TEST_F(DoctorBrowser, FindsNoManifest)
 {
-    support::writeFile(surroundings_.home + "/.config/google-chrome/Local State", "");
+    support::writeFile(surroundings.home + "/.config/google-chrome/Local State", "");
     ASSERT_EQ(std::remove(manifest("chrome").c_str()), 0);
     examineAll();
     EXPECT_TRUE(found(Verdict::bad, "manifest",
@@ -82,7 +84,7 @@ TEST_F(DoctorBrowser, ReadsTheUsersManifestFirstEvenIfItIsBroken)
     EXPECT_TRUE(found(Verdict::bad, "manifest", "refuses " + manifest("chrome")));
     EXPECT_TRUE(found(Verdict::bad, "manifest", notFound));
     EXPECT_EQ(advice(), "Run: kestranectl register --browser chrome --force");
-    EXPECT_TRUE(started_.empty());
+    EXPECT_TRUE(started.empty());
 }
 
 TEST_F(DoctorBrowser, PassesOverALinkThatLeadsNowhere)
@@ -97,16 +99,16 @@ TEST_F(DoctorBrowser, PassesOverALinkThatLeadsNowhere)
 
 TEST_F(DoctorBrowser, FollowsALinkToTheManifest)
 {
-    support::writeFile(root_ + "/elsewhere", soundManifest(), 0644);
+    support::writeFile(root + "/elsewhere", soundManifest(), 0644);
     ASSERT_EQ(std::remove(manifest("chrome").c_str()), 0);
-    support::makeSymbolicLink(root_ + "/elsewhere", manifest("chrome"));
+    support::makeSymbolicLink(root + "/elsewhere", manifest("chrome"));
     examineAll();
     EXPECT_EQ(all(Verdict::bad), "");
 }
 
 TEST_F(DoctorBrowser, SaysWhichRuleTheManifestBreaks)
 {
-    Manifest broken = makeManifest(host_, { identifier });
+    Manifest broken = makeManifest(host, { identifier });
     broken.allowedOrigins = { "chrome-extension://" + identifier };
     leaveManifest("chrome", encode(broken));
     examineAll();
@@ -138,7 +140,7 @@ TEST_F(DoctorBrowser, MustLetTheExtensionIn)
 
 TEST_F(DoctorBrowser, MustLetSomeExtensionIn)
 {
-    leaveManifest("chrome", encode(makeManifest(host_, {})));
+    leaveManifest("chrome", encode(makeManifest(host, {})));
     examineAll();
     EXPECT_TRUE(found(Verdict::bad, "extension", "lets no extension in"));
 }
@@ -154,7 +156,7 @@ TEST_F(DoctorBrowser, FromFlatpakOrSnapCannotStartHosts)
 {
     for (const std::string place : { "/.var/app/com.google.Chrome/x",
              "/.var/app/org.chromium.Chromium/x", "/snap/chromium/x" })
-        support::writeFile(surroundings_.home + place, "");
+        support::writeFile(surroundings.home + place, "");
     examineAll();
     EXPECT_TRUE(found(Verdict::notice, "sandbox", "/.var/app/com.google.Chrome "));
     EXPECT_TRUE(found(Verdict::notice, "sandbox", "/.var/app/org.chromium.Chromium "));
@@ -165,18 +167,31 @@ TEST_F(DoctorBrowser, MayBeHiddenFromAToolInASandbox)
 {
     examineAll();
     EXPECT_EQ(all(Verdict::notice).find("sandbox"), std::string::npos);
-    variables_["SNAP"] = "/snap/x/1";
+    variables["SNAP"] = "/snap/x/1";
     examineAll();
     EXPECT_TRUE(found(Verdict::notice, "sandbox", "This tool runs in a sandbox"));
-    variables_.erase("SNAP");
-    support::writeFile(root_ + "/.flatpak-info", "");
+    variables.erase("SNAP");
+    support::writeFile(root + "/.flatpak-info", "");
     examineAll();
     EXPECT_TRUE(found(Verdict::notice, "sandbox", "This tool runs in a sandbox"));
 }
 
+TEST_F(DoctorBrowser, MayBeAnotherUsers)
+{
+    if (!support::isRoot())
+        GTEST_SKIP() << "only root can give files away";
+    examineAll();
+    EXPECT_FALSE(found(Verdict::notice, "user"));
+    ASSERT_EQ(
+        ::chown(surroundings.home.c_str(), support::unprivilegedUser, support::unprivilegedUser),
+        0);
+    examineAll();
+    EXPECT_TRUE(found(Verdict::notice, "user", "belongs to another user (number 65534)"));
+}
+
 TEST_F(DoctorBrowser, MayHaveAnotherEnvironment)
 {
-    variables_["XDG_CONFIG_HOME"] = surroundings_.home + "/.config";
+    variables["XDG_CONFIG_HOME"] = surroundings.home + "/.config";
     examineAll();
     EXPECT_TRUE(found(Verdict::notice, "environment", "XDG_CONFIG_HOME is "));
     EXPECT_EQ(all(Verdict::bad), "");

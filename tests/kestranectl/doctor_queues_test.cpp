@@ -16,13 +16,13 @@ protected:
         const auto status = platform::statusOfItem(path);
         ASSERT_TRUE(status);
         const base::Timestamp time = support::after(status->modifiedAt, seconds);
-        probes_.now = [time] { return time; };
+        probes.now = [time] { return time; };
     }
 
     void writeReadiness(const bridge::BrowserBridgeReadiness& readiness,
         std::string_view token = support::validToken)
     {
-        ASSERT_TRUE(bridge::BrowserBridgeStore { bridge_ }.writeReadiness(
+        ASSERT_TRUE(bridge::BrowserBridgeStore { bridgeRoot }.writeReadiness(
             readiness, token, platform::localFileSystem()));
     }
 };
@@ -33,30 +33,30 @@ TEST_F(DoctorQueues, AreEmpty)
     EXPECT_TRUE(found(Verdict::good, "commands", "No command waits."));
     EXPECT_TRUE(found(Verdict::good, "events", "No event waits."));
     EXPECT_TRUE(found(Verdict::notice, "readiness", "No extension has reported"));
-    EXPECT_FALSE(support::exists(bridge_ + "/Inbox"));
-    EXPECT_FALSE(support::exists(bridge_ + "/Commands"));
+    EXPECT_FALSE(support::exists(bridgeRoot + "/Inbox"));
+    EXPECT_FALSE(support::exists(bridgeRoot + "/Commands"));
 }
 
 TEST_F(DoctorQueues, HoldCommandsThatStayThere)
 {
-    support::writeCommand(bridge_, "a.command");
-    support::writeCommand(bridge_, "b.command", "broken");
-    support::writeCommand(bridge_, ".c.command", "");
-    support::writeCommand(bridge_, "d.txt", "");
-    setTimeAfter(bridge_ + "/Commands/a.command", 3);
+    support::writeCommand(bridgeRoot, "a.command");
+    support::writeCommand(bridgeRoot, "b.command", "broken");
+    support::writeCommand(bridgeRoot, ".c.command", "");
+    support::writeCommand(bridgeRoot, "d.txt", "");
+    setTimeAfter(bridgeRoot + "/Commands/a.command", 3);
     examineAll();
     EXPECT_TRUE(found(Verdict::good, "commands", "2 commands wait in "));
-    EXPECT_EQ(support::namesIn(bridge_ + "/Commands"),
+    EXPECT_EQ(support::namesIn(bridgeRoot + "/Commands"),
         (std::vector<std::string> { ".c.command", "a.command", "b.command", "d.txt" }));
 }
 
 TEST_F(DoctorQueues, HoldACommandThatNobodyTakes)
 {
-    support::writeCommand(bridge_, "a.command");
-    setTimeAfter(bridge_ + "/Commands/a.command", 60);
+    support::writeCommand(bridgeRoot, "a.command");
+    setTimeAfter(bridgeRoot + "/Commands/a.command", 60);
     examineAll();
     EXPECT_TRUE(found(Verdict::good, "commands", "1 command waits in "));
-    setTimeAfter(bridge_ + "/Commands/a.command", 61);
+    setTimeAfter(bridgeRoot + "/Commands/a.command", 61);
     examineAll();
     EXPECT_TRUE(found(Verdict::notice, "commands", "for 61 seconds at most: no extension"));
 }
@@ -64,17 +64,17 @@ TEST_F(DoctorQueues, HoldACommandThatNobodyTakes)
 TEST_F(DoctorQueues, HoldEventsThatKestraneDoesNotTake)
 {
     for (const char* const name : { "/Inbox/1.event", "/Inbox/2.event", "/Inbox/.3.temporary" })
-        support::writeFile(bridge_ + name, "");
-    setTimeAfter(bridge_ + "/Inbox/1.event", 7200);
+        support::writeFile(bridgeRoot + name, "");
+    setTimeAfter(bridgeRoot + "/Inbox/1.event", 7200);
     examineAll();
     EXPECT_TRUE(found(Verdict::notice, "events", "2 events wait in "));
     EXPECT_TRUE(found(Verdict::notice, "events", "for 2 hours at most: Kestrane does not take"));
-    EXPECT_EQ(support::namesIn(bridge_ + "/Inbox").size(), 3U);
+    EXPECT_EQ(support::namesIn(bridgeRoot + "/Inbox").size(), 3U);
 }
 
 TEST_F(DoctorQueues, CannotBeFiles)
 {
-    support::writeFile(bridge_ + "/Inbox", "");
+    support::writeFile(bridgeRoot + "/Inbox", "");
     examineAll();
     EXPECT_TRUE(found(Verdict::bad, "events", "cannot be listed: Not a directory."));
 }
@@ -104,8 +104,8 @@ TEST_F(DoctorQueues, HoldAReportWithAnotherToken)
 
 TEST_F(DoctorQueues, HoldAReportThatBreaksARule)
 {
-    support::writeFile(bridge_ + "/Readiness/googleChrome.readiness", "{}");
-    support::makeSymbolicLink("nothing", bridge_ + "/Readiness/brave.readiness");
+    support::writeFile(bridgeRoot + "/Readiness/googleChrome.readiness", "{}");
+    support::makeSymbolicLink("nothing", bridgeRoot + "/Readiness/brave.readiness");
     examineAll();
     EXPECT_TRUE(
         found(Verdict::notice, "readiness", "googleChrome.readiness is no readiness record"));

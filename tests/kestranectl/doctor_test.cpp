@@ -8,33 +8,33 @@
 namespace kestranectl {
 
 DoctorTest::DoctorTest()
-    : bridge_(root_ + "/bridge")
-    , probe_ { .status = 0 }
-    , probes_ { .startHost =
-                    [this](const std::string& path) {
-                        started_.push_back(path);
-                        return probe_;
-                    },
+    : bridgeRoot(root + "/bridge")
+    , probe { .status = 0 }
+    , probes { .startHost =
+                   [this](const std::string& path) {
+                       started.push_back(path);
+                       return probe;
+                   },
         .now = [] { return support::sampleTime; },
-        .processExists = [this](std::int32_t) { return isApplicationThere_; } }
+        .processExists = [this](std::int32_t) { return isApplicationThere; } }
 {
     install("chrome");
     leaveManifest("chrome", soundManifest());
-    support::makeDirectory(bridge_);
-    support::writeToken(bridge_);
-    support::writeState(bridge_);
-    support::writePreferences(bridge_, support::preferences(true));
-    variables_["MERROWIN_BRIDGE_DIR"] = bridge_;
+    support::makeDirectory(bridgeRoot);
+    support::writeToken(bridgeRoot);
+    support::writeState(bridgeRoot);
+    support::writePreferences(bridgeRoot, support::preferences(true));
+    variables["MERROWIN_BRIDGE_DIR"] = bridgeRoot;
 }
 
 void DoctorTest::examineAll(const DoctorOptions& options)
 {
-    findings_ = examine(options, surroundings_, probes_);
+    findings = examine(options, surroundings, probes);
 }
 
 bool DoctorTest::found(Verdict verdict, std::string_view subject, std::string_view part) const
 {
-    return std::ranges::any_of(findings_, [&](const Finding& finding) {
+    return std::ranges::any_of(findings, [&](const Finding& finding) {
         return finding.verdict == verdict && finding.subject == subject
             && finding.text.find(part) != std::string::npos;
     });
@@ -43,7 +43,7 @@ bool DoctorTest::found(Verdict verdict, std::string_view subject, std::string_vi
 std::string DoctorTest::all(Verdict verdict) const
 {
     std::string text;
-    for (const Finding& finding : findings_) {
+    for (const Finding& finding : findings) {
         if (finding.verdict == verdict)
             text += finding.subject + ": " + finding.text + '\n';
     }
@@ -52,8 +52,8 @@ std::string DoctorTest::all(Verdict verdict) const
 
 std::string DoctorTest::advice() const
 {
-    const auto first = std::ranges::find(findings_, Verdict::bad, &Finding::verdict);
-    return first == findings_.end() ? std::string() : first->advice;
+    const auto first = std::ranges::find(findings, Verdict::bad, &Finding::verdict);
+    return first == findings.end() ? std::string() : first->advice;
 }
 
 namespace {
@@ -77,7 +77,7 @@ TEST_F(Doctor, GoesFromTheBrowserToTheApplication)
 {
     examineAll();
     std::vector<std::string> subjects;
-    for (const Finding& finding : findings_) {
+    for (const Finding& finding : findings) {
         if (std::ranges::find(subjects, finding.subject) == subjects.end())
             subjects.push_back(finding.subject);
     }
@@ -89,65 +89,65 @@ TEST_F(Doctor, GoesFromTheBrowserToTheApplication)
 
 TEST_F(Doctor, PrintsALineForEachFinding)
 {
-    EXPECT_EQ(runDoctor({ .bridgeDirectory = bridge_ }, surroundings_, probes_, console_),
+    EXPECT_EQ(runDoctor({ .bridgeDirectory = bridgeRoot }, surroundings, probes, console),
         ExitStatus::success);
-    EXPECT_TRUE(output_.starts_with("ok       browser: Google Chrome has its profiles in "));
-    EXPECT_NE(output_.find("\nnotice   readiness: No extension has reported to Kestrane yet.\n"
-                           "         -> Open the browser"),
+    EXPECT_TRUE(output.starts_with("ok       browser: Google Chrome has its profiles in "));
+    EXPECT_NE(output.find("\nnotice   readiness: No extension has reported to Kestrane yet.\n"
+                          "         -> Open the browser"),
         std::string::npos);
-    EXPECT_TRUE(output_.ends_with("\nFound 0 problems.\n"));
-    EXPECT_EQ(errors_, "");
+    EXPECT_TRUE(output.ends_with("\nFound 0 problems.\n"));
+    EXPECT_EQ(errors, "");
 }
 
 TEST_F(Doctor, EndsWithAProblemIfThereIsOne)
 {
-    support::writeToken(bridge_, "no");
-    EXPECT_EQ(runDoctor({}, surroundings_, probes_, console_), ExitStatus::problem);
-    EXPECT_NE(output_.find("\nPROBLEM  token: "), std::string::npos);
-    EXPECT_TRUE(output_.ends_with("\nFound 1 problem.\n"));
+    support::writeToken(bridgeRoot, "no");
+    EXPECT_EQ(runDoctor({}, surroundings, probes, console), ExitStatus::problem);
+    EXPECT_NE(output.find("\nPROBLEM  token: "), std::string::npos);
+    EXPECT_TRUE(output.ends_with("\nFound 1 problem.\n"));
 }
 
 TEST_F(Doctor, PrintsOneObjectForEachFindingIfAsked)
 {
-    support::writeToken(bridge_, "no");
-    EXPECT_EQ(runDoctor({ .json = true }, surroundings_, probes_, console_), ExitStatus::problem);
-    EXPECT_TRUE(output_.starts_with("{\"verdict\":\"good\",\"subject\":\"browser\",\"text\":"));
+    support::writeToken(bridgeRoot, "no");
+    EXPECT_EQ(runDoctor({ .json = true }, surroundings, probes, console), ExitStatus::problem);
+    EXPECT_TRUE(output.starts_with("{\"verdict\":\"good\",\"subject\":\"browser\",\"text\":"));
     EXPECT_NE(
-        output_.find("{\"verdict\":\"bad\",\"subject\":\"token\",\"text\":"), std::string::npos);
-    EXPECT_TRUE(output_.ends_with("}\n"));
+        output.find("{\"verdict\":\"bad\",\"subject\":\"token\",\"text\":"), std::string::npos);
+    EXPECT_TRUE(output.ends_with("}\n"));
 }
 
 TEST_F(Doctor, ShowsTextsOfOthersSoThatATerminalDoesNothing)
 {
     leaveManifest("chrome", encode(makeManifest("/\x1b[31m", { identifier })));
     for (const bool json : { false, true }) {
-        output_.clear();
-        std::ignore = runDoctor({ .json = json }, surroundings_, probes_, console_);
-        EXPECT_EQ(output_.find('\x1b'), std::string::npos);
-        EXPECT_EQ(output_.find("\\u001b"), std::string::npos);
-        EXPECT_NE(output_.find("x1B[31m"), std::string::npos);
+        output.clear();
+        std::ignore = runDoctor({ .json = json }, surroundings, probes, console);
+        EXPECT_EQ(output.find('\x1b'), std::string::npos);
+        EXPECT_EQ(output.find("\\u001b"), std::string::npos);
+        EXPECT_NE(output.find("x1B[31m"), std::string::npos);
     }
 }
 
 TEST_F(Doctor, NeverShowsTheToken)
 {
     const std::string almost(63, 'e');
-    support::writeToken(bridge_, almost);
-    std::ignore = runDoctor({}, surroundings_, probes_, console_);
-    EXPECT_EQ(output_.find(almost.substr(0, 8)), std::string::npos);
-    support::writeToken(bridge_);
-    std::ignore = runDoctor({}, surroundings_, probes_, console_);
-    EXPECT_EQ(output_.find(support::validToken.substr(0, 8)), std::string::npos);
+    support::writeToken(bridgeRoot, almost);
+    std::ignore = runDoctor({}, surroundings, probes, console);
+    EXPECT_EQ(output.find(almost.substr(0, 8)), std::string::npos);
+    support::writeToken(bridgeRoot);
+    std::ignore = runDoctor({}, surroundings, probes, console);
+    EXPECT_EQ(output.find(support::validToken.substr(0, 8)), std::string::npos);
 }
 
 TEST_F(Doctor, RefusesNamesAndIdentifiersThatMakeNoSense)
 {
-    EXPECT_EQ(runDoctor({ .browsers = { "chrome", "netscape" } }, surroundings_, probes_, console_),
+    EXPECT_EQ(runDoctor({ .browsers = { "chrome", "netscape" } }, surroundings, probes, console),
         ExitStatus::usage);
-    EXPECT_EQ(runDoctor({ .extensionIdentifier = "abc" }, surroundings_, probes_, console_),
+    EXPECT_EQ(runDoctor({ .extensionIdentifier = "abc" }, surroundings, probes, console),
         ExitStatus::usage);
-    EXPECT_EQ(output_, "");
-    EXPECT_EQ(errors_,
+    EXPECT_EQ(output, "");
+    EXPECT_EQ(errors,
         "No browser is known as \"netscape\".\n"
         "\"abc\" is no extension identifier: those are 32 letters from \"a\" to \"p\".\n");
 }

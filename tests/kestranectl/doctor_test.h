@@ -27,12 +27,12 @@ protected:
     /// The advice of the first problem.
     [[nodiscard]] std::string advice() const;
 
-    std::string bridge_;
-    HostProbe probe_;
-    bool isApplicationThere_ = true;
-    std::vector<std::string> started_; // hosts, in order
-    DoctorProbes probes_;
-    std::vector<Finding> findings_;
+    std::string bridgeRoot;
+    HostProbe probe;
+    bool isApplicationThere = true;
+    std::vector<std::string> started; // hosts, in order
+    DoctorProbes probes;
+    std::vector<Finding> findings;
 };
 
 } // namespace kestranectl

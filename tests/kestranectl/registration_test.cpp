@@ -10,13 +10,13 @@ class RegisterHost : public BrowserTest {
 protected:
     ExitStatus run(RegisterOptions options = {})
     {
-        output_.clear();
-        errors_.clear();
+        output.clear();
+        errors.clear();
         if (options.hostPath.empty())
-            options.hostPath = host_;
+            options.hostPath = host;
         if (options.extensionIdentifiers.empty())
             options.extensionIdentifiers = { identifier };
-        return registerHost(options, surroundings_, console_);
+        return registerHost(options, surroundings, console);
     }
 };
 
@@ -27,10 +27,10 @@ TEST_F(RegisterHost, WritesAManifestForEveryBrowserOfTheUser)
     EXPECT_EQ(run(), ExitStatus::success);
     EXPECT_EQ(support::readFile(manifest("chrome")), soundManifest());
     EXPECT_EQ(support::readFile(manifest("chromium")), soundManifest());
-    EXPECT_FALSE(support::exists(surroundings_.home + "/.config/google-chrome-beta"));
-    EXPECT_NE(output_.find("Google Chrome: wrote " + manifest("chrome") + '\n'), std::string::npos);
-    EXPECT_NE(output_.find("Google Chrome Beta: skipped"), std::string::npos);
-    EXPECT_EQ(errors_, "");
+    EXPECT_FALSE(support::exists(surroundings.home + "/.config/google-chrome-beta"));
+    EXPECT_NE(output.find("Google Chrome: wrote " + manifest("chrome") + '\n'), std::string::npos);
+    EXPECT_NE(output.find("Google Chrome Beta: skipped"), std::string::npos);
+    EXPECT_EQ(errors, "");
 }
 
 TEST_F(RegisterHost, LetsEverybodyReadTheManifest)
@@ -45,7 +45,7 @@ TEST_F(RegisterHost, LeavesNothingElse)
 {
     install("chrome");
     EXPECT_EQ(run(), ExitStatus::success);
-    EXPECT_EQ(support::namesIn(surroundings_.home + "/.config/google-chrome/NativeMessagingHosts"),
+    EXPECT_EQ(support::namesIn(surroundings.home + "/.config/google-chrome/NativeMessagingHosts"),
         (std::vector { std::string(manifestFileName) }));
 }
 
@@ -62,21 +62,21 @@ TEST_F(RegisterHost, SaysThatANamedBrowserIsMissing)
 {
     install("chrome");
     EXPECT_EQ(run({ .browsers = { "chrome-beta", "chrome" } }), ExitStatus::problem);
-    EXPECT_TRUE(errors_.starts_with("Google Chrome Beta: skipped, as it has no profiles in "));
-    EXPECT_FALSE(support::exists(surroundings_.home + "/.config/google-chrome-beta"));
+    EXPECT_TRUE(errors.starts_with("Google Chrome Beta: skipped, as it has no profiles in "));
+    EXPECT_FALSE(support::exists(surroundings.home + "/.config/google-chrome-beta"));
     EXPECT_TRUE(support::exists(manifest("chrome")));
 }
 
 TEST_F(RegisterHost, SaysThatNoBrowserWasFound)
 {
     EXPECT_EQ(run(), ExitStatus::problem);
-    EXPECT_EQ(errors_, "No browser was found, so nothing was written.\n");
+    EXPECT_EQ(errors, "No browser was found, so nothing was written.\n");
 }
 
 TEST_F(RegisterHost, SaysWhereItIsNotKnownWhereABrowserLooks)
 {
     EXPECT_EQ(run({ .browsers = { "chrome-canary" } }), ExitStatus::problem);
-    EXPECT_EQ(errors_,
+    EXPECT_EQ(errors,
         "Google Chrome Canary: skipped, as it is not known where it looks for hosts here\n");
 }
 
@@ -85,7 +85,7 @@ TEST_F(RegisterHost, WritesNothingTwice)
     install("chrome");
     EXPECT_EQ(run(), ExitStatus::success);
     EXPECT_EQ(run(), ExitStatus::success);
-    EXPECT_NE(output_.find(manifest("chrome") + " is up to date\n"), std::string::npos);
+    EXPECT_NE(output.find(manifest("chrome") + " is up to date\n"), std::string::npos);
 }
 
 TEST_F(RegisterHost, RepairsThePermissionsOfAManifest)
@@ -100,17 +100,17 @@ TEST_F(RegisterHost, RepairsThePermissionsOfAManifest)
 TEST_F(RegisterHost, ReplacesAManifestOfTheSameHost)
 {
     install("chrome");
-    leaveManifest("chrome", encode(makeManifest(host_, { otherIdentifier })));
+    leaveManifest("chrome", encode(makeManifest(host, { otherIdentifier })));
     EXPECT_EQ(run(), ExitStatus::success);
     EXPECT_EQ(support::readFile(manifest("chrome")), soundManifest());
-    EXPECT_NE(output_.find("replaced "), std::string::npos);
+    EXPECT_NE(output.find("replaced "), std::string::npos);
 }
 
 TEST_F(RegisterHost, ReplacesAManifestThatNamesTheSameHostByALink)
 {
     install("chrome");
-    support::makeSymbolicLink(host_, root_ + "/current");
-    leaveManifest("chrome", encode(makeManifest(root_ + "/current", { identifier })));
+    support::makeSymbolicLink(host, root + "/current");
+    leaveManifest("chrome", encode(makeManifest(root + "/current", { identifier })));
     EXPECT_EQ(run(), ExitStatus::success);
     EXPECT_EQ(support::readFile(manifest("chrome")), soundManifest());
 }
@@ -118,7 +118,7 @@ TEST_F(RegisterHost, ReplacesAManifestThatNamesTheSameHostByALink)
 TEST_F(RegisterHost, ReplacesAManifestWhoseHostIsGone)
 {
     install("chrome");
-    leaveManifest("chrome", encode(makeManifest(root_ + "/gone", { identifier })));
+    leaveManifest("chrome", encode(makeManifest(root + "/gone", { identifier })));
     EXPECT_EQ(run(), ExitStatus::success);
     EXPECT_EQ(support::readFile(manifest("chrome")), soundManifest());
 }
@@ -126,12 +126,12 @@ TEST_F(RegisterHost, ReplacesAManifestWhoseHostIsGone)
 TEST_F(RegisterHost, LeavesAManifestOfAnotherHostUnlessForced)
 {
     install("chrome");
-    support::writeFile(root_ + "/other", "", 0755);
-    const std::string text = encode(makeManifest(root_ + "/other", { identifier }));
+    support::writeFile(root + "/other", "", 0755);
+    const std::string text = encode(makeManifest(root + "/other", { identifier }));
     leaveManifest("chrome", text);
     EXPECT_EQ(run(), ExitStatus::problem);
     EXPECT_EQ(support::readFile(manifest("chrome")), text);
-    EXPECT_NE(errors_.find("it names another host, " + root_ + "/other"), std::string::npos);
+    EXPECT_NE(errors.find("it names another host, " + root + "/other"), std::string::npos);
     EXPECT_EQ(run({ .force = true }), ExitStatus::success);
     EXPECT_EQ(support::readFile(manifest("chrome")), soundManifest());
 }
@@ -149,15 +149,15 @@ TEST_F(RegisterHost, LeavesWhatIsNoManifestUnlessForced)
 TEST_F(RegisterHost, LeavesALinkUnlessForcedAndNeverWritesThroughIt)
 {
     install("chrome");
-    support::writeFile(root_ + "/elsewhere", soundManifest());
-    support::makeDirectory(surroundings_.home + "/.config/google-chrome/NativeMessagingHosts");
-    support::makeSymbolicLink(root_ + "/elsewhere", manifest("chrome"));
+    support::writeFile(root + "/elsewhere", soundManifest());
+    support::makeDirectory(surroundings.home + "/.config/google-chrome/NativeMessagingHosts");
+    support::makeSymbolicLink(root + "/elsewhere", manifest("chrome"));
     EXPECT_EQ(run({ .extensionIdentifiers = { otherIdentifier } }), ExitStatus::problem);
     EXPECT_EQ(
         run({ .extensionIdentifiers = { otherIdentifier }, .force = true }), ExitStatus::success);
-    EXPECT_EQ(support::readFile(root_ + "/elsewhere"), soundManifest());
+    EXPECT_EQ(support::readFile(root + "/elsewhere"), soundManifest());
     EXPECT_EQ(
-        support::readFile(manifest("chrome")), encode(makeManifest(host_, { otherIdentifier })));
+        support::readFile(manifest("chrome")), encode(makeManifest(host, { otherIdentifier })));
 }
 
 TEST_F(RegisterHost, LeavesADirectoryEvenIfForced)
@@ -172,9 +172,9 @@ TEST_F(RegisterHost, SaysWhatItWouldDo)
 {
     install("chrome");
     EXPECT_EQ(run({ .dryRun = true }), ExitStatus::success);
-    EXPECT_NE(output_.find("Google Chrome: would have written " + manifest("chrome") + '\n'),
+    EXPECT_NE(output.find("Google Chrome: would have written " + manifest("chrome") + '\n'),
         std::string::npos);
-    EXPECT_EQ(support::namesIn(surroundings_.home + "/.config/google-chrome"),
+    EXPECT_EQ(support::namesIn(surroundings.home + "/.config/google-chrome"),
         std::vector<std::string> { "Local State" });
 }
 
@@ -185,8 +185,7 @@ TEST_F(RegisterHost, ChecksNamesBeforeAnythingElse)
                   .extensionIdentifiers = { "wrong" },
                   .hostPath = "wrong" }),
         ExitStatus::usage);
-    EXPECT_TRUE(
-        errors_.starts_with("No browser is known as \"netscape\\x1B\"; known are chrome, "));
+    EXPECT_TRUE(errors.starts_with("No browser is known as \"netscape\\x1B\"; known are chrome, "));
     EXPECT_FALSE(support::exists(manifest("chrome")));
 }
 
@@ -195,33 +194,33 @@ TEST_F(RegisterHost, ChecksIdentifiersBeforeTheHost)
     install("chrome");
     EXPECT_EQ(run({ .extensionIdentifiers = { identifier, "abc" }, .hostPath = "wrong" }),
         ExitStatus::usage);
-    EXPECT_TRUE(errors_.starts_with("\"abc\" is no extension identifier")) << errors_;
+    EXPECT_TRUE(errors.starts_with("\"abc\" is no extension identifier")) << errors;
     EXPECT_FALSE(support::exists(manifest("chrome")));
 }
 
 TEST_F(RegisterHost, NeedsAnExtension)
 {
     // The tests are built without the extension's identifiers.
-    EXPECT_EQ(registerHost({ .hostPath = host_ }, surroundings_, console_), ExitStatus::usage);
-    EXPECT_TRUE(errors_.starts_with("This build knows no extension;")) << errors_;
+    EXPECT_EQ(registerHost({ .hostPath = host }, surroundings, console), ExitStatus::usage);
+    EXPECT_TRUE(errors.starts_with("This build knows no extension;")) << errors;
 }
 
 TEST_F(RegisterHost, RefusesAHostThatNoBrowserCouldStart)
 {
     install("chrome");
-    EXPECT_EQ(run({ .hostPath = root_ + "/nothing" }), ExitStatus::problem);
+    EXPECT_EQ(run({ .hostPath = root + "/nothing" }), ExitStatus::problem);
     EXPECT_FALSE(support::exists(manifest("chrome")));
 }
 
 TEST_F(RegisterHost, WritesForTheSystemWhereABrowserIs)
 {
     install("chrome");
-    support::makeDirectory(root_ + "/etc");
-    support::makeDirectory(root_ + "/etc/chromium");
-    EXPECT_EQ(run({ .scope = Scope::system }), ExitStatus::success) << errors_;
+    support::makeDirectory(root + "/etc");
+    support::makeDirectory(root + "/etc/chromium");
+    EXPECT_EQ(run({ .scope = Scope::system }), ExitStatus::success) << errors;
     EXPECT_EQ(support::readFile(manifest("chrome", Scope::system)), soundManifest());
     EXPECT_EQ(support::readFile(manifest("chromium", Scope::system)), soundManifest());
-    EXPECT_EQ(support::permissionsOf(root_ + "/etc/opt/chrome/native-messaging-hosts"), 0755U);
+    EXPECT_EQ(support::permissionsOf(root + "/etc/opt/chrome/native-messaging-hosts"), 0755U);
     EXPECT_FALSE(support::exists(manifest("chrome")));
 }
 
@@ -239,26 +238,25 @@ TEST_F(RegisterHost, WritesAManifestThatBrowsersShareOnce)
         ExitStatus::success);
     const std::string path = manifest("chrome", Scope::system);
     EXPECT_EQ(
-        output_, "Google Chrome: wrote " + path + "\nGoogle Chrome Beta: shares " + path + '\n');
+        output, "Google Chrome: wrote " + path + "\nGoogle Chrome Beta: shares " + path + '\n');
 }
 
 TEST_F(RegisterHost, SaysWhatKeepsItFromWriting)
 {
     install("chrome");
-    support::makeDirectory(
-        surroundings_.home + "/.config/google-chrome/NativeMessagingHosts", 0500);
-    support::setPermissions(root_, 0755);
+    support::makeDirectory(surroundings.home + "/.config/google-chrome/NativeMessagingHosts", 0500);
+    support::setPermissions(root, 0755);
     const auto check = [this] {
         EXPECT_EQ(run({ .browsers = { "chrome" } }), ExitStatus::problem);
-        EXPECT_NE(errors_.find("failed: Permission denied."), std::string::npos) << errors_;
+        EXPECT_NE(errors.find("failed: Permission denied."), std::string::npos) << errors;
     };
     if (support::isRoot()) {
-        support::setPermissions(surroundings_.home, 0755);
-        support::setPermissions(surroundings_.home + "/.config", 0755);
-        support::setPermissions(surroundings_.home + "/.config/google-chrome", 0755);
+        support::setPermissions(surroundings.home, 0755);
+        support::setPermissions(surroundings.home + "/.config", 0755);
+        support::setPermissions(surroundings.home + "/.config/google-chrome", 0755);
         support::setPermissions(
-            surroundings_.home + "/.config/google-chrome/NativeMessagingHosts", 0755);
-        support::setPermissions(root_ + "/opt", 0755);
+            surroundings.home + "/.config/google-chrome/NativeMessagingHosts", 0755);
+        support::setPermissions(root + "/opt", 0755);
     }
     support::asOrdinaryUser(check);
 }

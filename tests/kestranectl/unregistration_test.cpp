@@ -9,9 +9,9 @@ class UnregisterHost : public BrowserTest {
 protected:
     ExitStatus run(const UnregisterOptions& options = {})
     {
-        output_.clear();
-        errors_.clear();
-        return unregisterHost(options, surroundings_, console_);
+        output.clear();
+        errors.clear();
+        return unregisterHost(options, surroundings, console);
     }
 };
 
@@ -23,14 +23,14 @@ TEST_F(UnregisterHost, RemovesTheManifestsOfAllBrowsers)
     EXPECT_FALSE(support::exists(manifest("chrome")));
     EXPECT_FALSE(support::exists(manifest("chromium")));
     EXPECT_NE(
-        output_.find("Google Chrome: removed " + manifest("chrome") + '\n'), std::string::npos);
+        output.find("Google Chrome: removed " + manifest("chrome") + '\n'), std::string::npos);
 }
 
 TEST_F(UnregisterHost, RemovesTheManifestAlone)
 {
     leaveManifest("chrome", soundManifest());
     const std::string other
-        = surroundings_.home + "/.config/google-chrome/NativeMessagingHosts/org.other.json";
+        = surroundings.home + "/.config/google-chrome/NativeMessagingHosts/org.other.json";
     support::writeFile(other, "{}");
     EXPECT_EQ(run(), ExitStatus::success);
     EXPECT_TRUE(support::exists(other));
@@ -39,8 +39,8 @@ TEST_F(UnregisterHost, RemovesTheManifestAlone)
 TEST_F(UnregisterHost, FindsNothingWrongWithAMissingManifest)
 {
     EXPECT_EQ(run({ .browsers = { "chrome" } }), ExitStatus::success);
-    EXPECT_EQ(output_, "Google Chrome: has no " + manifest("chrome") + '\n');
-    EXPECT_EQ(errors_, "");
+    EXPECT_EQ(output, "Google Chrome: has no " + manifest("chrome") + '\n');
+    EXPECT_EQ(errors, "");
 }
 
 TEST_F(UnregisterHost, LeavesTheBrowsersThatAreNotNamed)
@@ -63,7 +63,7 @@ TEST_F(UnregisterHost, LeavesTheOtherScope)
 
 TEST_F(UnregisterHost, RemovesAManifestWhoseHostIsGone)
 {
-    leaveManifest("chrome", encode(makeManifest(root_ + "/gone", { identifier })));
+    leaveManifest("chrome", encode(makeManifest(root + "/gone", { identifier })));
     EXPECT_EQ(run(), ExitStatus::success);
     EXPECT_FALSE(support::exists(manifest("chrome")));
 }
@@ -73,7 +73,7 @@ TEST_F(UnregisterHost, LeavesWhatIsNoManifestUnlessForced)
     leaveManifest("chrome", "{}");
     EXPECT_EQ(run(), ExitStatus::problem);
     EXPECT_TRUE(support::exists(manifest("chrome")));
-    EXPECT_NE(errors_.find("It has no \"name\". Use --force to remove it."), std::string::npos);
+    EXPECT_NE(errors.find("It has no \"name\". Use --force to remove it."), std::string::npos);
     EXPECT_EQ(run({ .force = true }), ExitStatus::success);
     EXPECT_FALSE(support::exists(manifest("chrome")));
 }
@@ -87,15 +87,15 @@ TEST_F(UnregisterHost, LeavesADirectoryEvenIfForced)
 
 TEST_F(UnregisterHost, RemovesALinkAndNotWhatItLeadsTo)
 {
-    support::writeFile(root_ + "/elsewhere", soundManifest());
-    support::makeDirectory(surroundings_.home + "/.config");
-    support::makeDirectory(surroundings_.home + "/.config/google-chrome");
-    support::makeDirectory(surroundings_.home + "/.config/google-chrome/NativeMessagingHosts");
-    support::makeSymbolicLink(root_ + "/elsewhere", manifest("chrome"));
+    support::writeFile(root + "/elsewhere", soundManifest());
+    support::makeDirectory(surroundings.home + "/.config");
+    support::makeDirectory(surroundings.home + "/.config/google-chrome");
+    support::makeDirectory(surroundings.home + "/.config/google-chrome/NativeMessagingHosts");
+    support::makeSymbolicLink(root + "/elsewhere", manifest("chrome"));
     EXPECT_EQ(run(), ExitStatus::problem);
     EXPECT_EQ(run({ .force = true }), ExitStatus::success);
     EXPECT_FALSE(support::exists(manifest("chrome")));
-    EXPECT_TRUE(support::exists(root_ + "/elsewhere"));
+    EXPECT_TRUE(support::exists(root + "/elsewhere"));
 }
 
 TEST_F(UnregisterHost, SaysWhatItWouldDo)
@@ -103,7 +103,7 @@ TEST_F(UnregisterHost, SaysWhatItWouldDo)
     leaveManifest("chrome", soundManifest());
     EXPECT_EQ(run({ .dryRun = true }), ExitStatus::success);
     EXPECT_TRUE(support::exists(manifest("chrome")));
-    EXPECT_NE(output_.find("Google Chrome: would have removed "), std::string::npos);
+    EXPECT_NE(output.find("Google Chrome: would have removed "), std::string::npos);
 }
 
 TEST_F(UnregisterHost, RefusesNamesThatNoBrowserHas)

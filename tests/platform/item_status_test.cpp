@@ -17,7 +17,7 @@ namespace {
 
 class ItemStatusTest : public testing::Test {
 protected:
-    support::TemporaryDirectory directory_;
+    support::TemporaryDirectory directory;
 };
 
 using StatusOfItem = ItemStatusTest;
@@ -32,8 +32,8 @@ FileError errorOf(const auto& result)
 
 TEST_F(StatusOfItem, TellsKindSizePermissionsAndOwner)
 {
-    support::writeFile(directory_ / "file", "12345", 0640);
-    const auto status = statusOfItem(directory_ / "file");
+    support::writeFile(directory / "file", "12345", 0640);
+    const auto status = statusOfItem(directory / "file");
     ASSERT_TRUE(status);
     EXPECT_EQ(status->kind, FileKind::regular);
     EXPECT_EQ(status->size, 5U);
@@ -44,8 +44,8 @@ TEST_F(StatusOfItem, TellsKindSizePermissionsAndOwner)
 
 TEST_F(StatusOfItem, TellsWhenTheItemWasChanged)
 {
-    support::writeFile(directory_ / "file", "");
-    const auto status = statusOfItem(directory_ / "file");
+    support::writeFile(directory / "file", "");
+    const auto status = statusOfItem(directory / "file");
     ASSERT_TRUE(status);
     // An hour allows for any machine, and a wrong epoch is 31 years off.
     EXPECT_LT(std::abs(base::secondsBetween(status->modifiedAt, currentTime())), 3600);
@@ -53,9 +53,9 @@ TEST_F(StatusOfItem, TellsWhenTheItemWasChanged)
 
 TEST_F(StatusOfItem, TellsTheStickyBit)
 {
-    support::makeDirectory(directory_ / "shared");
-    support::setPermissions(directory_ / "shared", 01777);
-    const auto status = statusOfItem(directory_ / "shared");
+    support::makeDirectory(directory / "shared");
+    support::setPermissions(directory / "shared", 01777);
+    const auto status = statusOfItem(directory / "shared");
     ASSERT_TRUE(status);
     EXPECT_EQ(status->kind, FileKind::directory);
     EXPECT_EQ(status->permissions, 01777U);
@@ -63,32 +63,32 @@ TEST_F(StatusOfItem, TellsTheStickyBit)
 
 TEST_F(StatusOfItem, IsThatOfALinkItself)
 {
-    support::makeSymbolicLink(directory_ / "nothing", directory_ / "link");
-    const auto status = statusOfItem(directory_ / "link");
+    support::makeSymbolicLink(directory / "nothing", directory / "link");
+    const auto status = statusOfItem(directory / "link");
     ASSERT_TRUE(status);
     EXPECT_EQ(status->kind, FileKind::symbolicLink);
 }
 
 TEST_F(StatusOfItem, TellsAFIFOFromAFile)
 {
-    support::makeFIFO(directory_ / "fifo");
-    const auto status = statusOfItem(directory_ / "fifo");
+    support::makeFIFO(directory / "fifo");
+    const auto status = statusOfItem(directory / "fifo");
     ASSERT_TRUE(status);
     EXPECT_EQ(status->kind, FileKind::other);
 }
 
 TEST_F(StatusOfItem, FailsWithTheSystemsError)
 {
-    support::writeFile(directory_ / "file", "");
-    EXPECT_EQ(errorOf(statusOfItem(directory_ / "nothing")), FileError { ENOENT });
-    EXPECT_EQ(errorOf(statusOfItem(directory_ / "file/below")), FileError { ENOTDIR });
+    support::writeFile(directory / "file", "");
+    EXPECT_EQ(errorOf(statusOfItem(directory / "nothing")), FileError { ENOENT });
+    EXPECT_EQ(errorOf(statusOfItem(directory / "file/below")), FileError { ENOTDIR });
 }
 
 TEST_F(StatusOfTarget, FollowsALink)
 {
-    support::writeFile(directory_ / "file", "123");
-    support::makeSymbolicLink("file", directory_ / "link");
-    const auto status = statusOfTarget(directory_ / "link");
+    support::writeFile(directory / "file", "123");
+    support::makeSymbolicLink("file", directory / "link");
+    const auto status = statusOfTarget(directory / "link");
     ASSERT_TRUE(status);
     EXPECT_EQ(status->kind, FileKind::regular);
     EXPECT_EQ(status->size, 3U);
@@ -96,42 +96,42 @@ TEST_F(StatusOfTarget, FollowsALink)
 
 TEST_F(StatusOfTarget, FailsForALinkToNothing)
 {
-    support::makeSymbolicLink("nothing", directory_ / "link");
-    EXPECT_EQ(errorOf(statusOfTarget(directory_ / "link")), FileError { ENOENT });
+    support::makeSymbolicLink("nothing", directory / "link");
+    EXPECT_EQ(errorOf(statusOfTarget(directory / "link")), FileError { ENOENT });
 }
 
 TEST_F(MayExecute, DependsOnThePermission)
 {
-    support::writeFile(directory_ / "tool", "", 0755);
-    support::writeFile(directory_ / "text", "", 0644);
-    EXPECT_TRUE(mayExecute(directory_ / "tool"));
-    EXPECT_EQ(errorOf(mayExecute(directory_ / "text")), FileError { EACCES });
-    EXPECT_EQ(errorOf(mayExecute(directory_ / "nothing")), FileError { ENOENT });
+    support::writeFile(directory / "tool", "", 0755);
+    support::writeFile(directory / "text", "", 0644);
+    EXPECT_TRUE(mayExecute(directory / "tool"));
+    EXPECT_EQ(errorOf(mayExecute(directory / "text")), FileError { EACCES });
+    EXPECT_EQ(errorOf(mayExecute(directory / "nothing")), FileError { ENOENT });
 }
 
 TEST_F(MayExecute, IsAskedForTheUserThatTheProcessActsAs)
 {
-    support::setPermissions(directory_.path(), 0755);
-    support::writeFile(directory_ / "tool", "", 0700);
+    support::setPermissions(directory.path(), 0755);
+    support::writeFile(directory / "tool", "", 0700);
     if (!support::isRoot())
         GTEST_SKIP() << "only root can act as another user";
     support::asUser(support::unprivilegedUser,
-        [&] { EXPECT_EQ(errorOf(mayExecute(directory_ / "tool")), FileError { EACCES }); });
+        [&] { EXPECT_EQ(errorOf(mayExecute(directory / "tool")), FileError { EACCES }); });
 }
 
 TEST_F(ResolvedPath, HasNoLinksAndNoDots)
 {
-    const auto directory = resolvedPath(directory_.path());
-    ASSERT_TRUE(directory);
-    support::makeDirectory(directory_ / "real");
-    support::writeFile(directory_ / "real/file", "");
-    support::makeSymbolicLink("real", directory_ / "link");
-    EXPECT_EQ(resolvedPath(directory_ / "link/.././link/file"), *directory + "/real/file");
+    const auto resolved = resolvedPath(directory.path());
+    ASSERT_TRUE(resolved);
+    support::makeDirectory(directory / "real");
+    support::writeFile(directory / "real/file", "");
+    support::makeSymbolicLink("real", directory / "link");
+    EXPECT_EQ(resolvedPath(directory / "link/.././link/file"), *resolved + "/real/file");
 }
 
 TEST_F(ResolvedPath, FailsForWhatIsNotThere)
 {
-    EXPECT_EQ(errorOf(resolvedPath(directory_ / "nothing")), FileError { ENOENT });
+    EXPECT_EQ(errorOf(resolvedPath(directory / "nothing")), FileError { ENOENT });
 }
 
 } // namespace
