@@ -165,6 +165,7 @@ TEST_F(RegisterHost, LeavesADirectoryEvenIfForced)
     install("chrome");
     support::writeFile(manifest("chrome") + "/inside", "");
     EXPECT_EQ(run({ .force = true }), ExitStatus::problem);
+    EXPECT_NE(errors.find("it is a directory; remove it yourself."), std::string::npos) << errors;
     EXPECT_TRUE(support::exists(manifest("chrome") + "/inside"));
 }
 
