@@ -1,6 +1,7 @@
 #pragma once
 // Where the tool's commands write to, so that tests can read it.
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -8,7 +9,7 @@
 namespace kestranectl {
 
 /// What every command ends the process with.
-enum class ExitStatus : int {
+enum class ExitStatus : std::uint8_t {
     success = 0,
     problem = 1, // something was found to be wrong, was refused or failed; standard error says what
     usage = 2 // the command line makes no sense; nothing was done
