@@ -89,6 +89,9 @@ public:
     /// Everything else that the host writes, until nobody can write any more.
     [[nodiscard]] std::string readOutputToEnd() const { return readToEnd(output_.number()); }
 
+    /// Where the host's standard output can be read, if it is a pipe to the test.
+    [[nodiscard]] int outputDescriptor() const { return output_.number(); }
+
     void closeInput() { input_.close(); }
     void closeOutput() { output_.close(); }
 
