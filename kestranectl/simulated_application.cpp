@@ -1,6 +1,7 @@
 #include "kestranectl/simulated_application.h"
 
 #include "bridge/bridge_store.h"
+#include "bridge/private_file.h"
 #include "events/supported_browsers.h"
 #include "platform/random.h"
 
@@ -8,6 +9,7 @@
 #include <cerrno>
 #include <cmath>
 #include <optional>
+#include <tuple>
 #include <utility>
 
 namespace kestranectl {
@@ -83,6 +85,12 @@ SimulatedApplication::SimulatedApplication(const SimulateOptions& options,
     preferences_.filenameLabelsEnabled = options.filenameLabelsEnabled;
 }
 
+SimulatedApplication::~SimulatedApplication()
+{
+    // Whoever wants to know what fails has it leave himself.
+    std::ignore = leave();
+}
+
 std::string SimulatedApplication::path(std::string_view name) const
 {
     return bridge::appendingPathComponent(environment_.store.rootURL, name);
@@ -100,7 +108,10 @@ Outcome SimulatedApplication::start()
         !alone)
         return alone;
     const std::string& root = environment_.store.rootURL;
-    if (const auto made = bridge::ensurePrivateDirectory(root, environment_.fileSystem); !made)
+    // One that is there keeps its permissions: it may be any directory that was named by mistake.
+    if (const auto made
+        = environment_.fileSystem.createDirectories(root, bridge::privateDirectoryPermissions);
+        !made)
         return failure("The directory " + root + " cannot be made", made.error());
     if (auto token = ensureToken(); !token)
         return token;
@@ -190,16 +201,15 @@ std::chrono::milliseconds SimulatedApplication::untilNextState() const
 
 Outcome SimulatedApplication::setSessionRunning(bool isRunning)
 {
-    if (isRunning != state_.sessionRunning) {
-        state_.sessionRunning = isRunning;
-        state_.sessionIdentifier.reset();
-        if (isRunning) {
-            const auto identifier = platform::randomUUID();
-            if (!identifier)
-                return failure("A session cannot begin", identifier.error());
-            state_.sessionIdentifier = *identifier;
-        }
+    if (isRunning && !state_.sessionRunning) {
+        const auto identifier = platform::randomUUID();
+        if (!identifier)
+            return failure("A session cannot begin", identifier.error());
+        state_.sessionIdentifier = *identifier;
     }
+    if (!isRunning)
+        state_.sessionIdentifier.reset();
+    state_.sessionRunning = isRunning;
     return writeState();
 }
 

@@ -23,10 +23,16 @@ public:
     /// Touches nothing yet. `environment` must outlive this.
     SimulatedApplication(const SimulateOptions& options, std::int32_t processIdentifier,
         const host::HostEnvironment& environment);
+    SimulatedApplication(SimulatedApplication&&) = delete;
+    SimulatedApplication& operator=(SimulatedApplication&&) = delete;
+    SimulatedApplication(const SimulatedApplication&) = delete;
+    SimulatedApplication& operator=(const SimulatedApplication&) = delete;
+    /// Leaves, if nobody has had it leave; so also where nothing can be printed any more.
+    ~SimulatedApplication();
 
-    /// Makes the directory, the token if there is none, preferences and state. Refuses, before
-    /// anything is written, where an application runs unless that is forced, or where the browser
-    /// in front cannot be one.
+    /// Makes the directory if it is missing, the token if there is none, preferences and state.
+    /// Refuses, before anything is written, where an application runs unless that is forced, or
+    /// where the browser in front cannot be one.
     [[nodiscard]] Outcome start();
 
     /// Writes the state as it is now. Refuses where another application has begun to write its own

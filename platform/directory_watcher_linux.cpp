@@ -22,9 +22,6 @@ using std::chrono::milliseconds;
 constexpr std::uint32_t awaitedEvents = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO
     | IN_CLOSE_WRITE | IN_DELETE_SELF | IN_MOVE_SELF;
 
-// What the kernel adds by itself, about the watching and not about the directory.
-constexpr std::uint32_t eventsOfNoChange = IN_IGNORED;
-
 // Room for many events, and for one with the longest name.
 using Buffer = std::array<char, 8192>;
 
@@ -53,9 +50,7 @@ struct DirectoryWatcher::State {
     // Events of directories that are no longer watched may still be in the queue.
     [[nodiscard]] bool tellsChange(const inotify_event& event) const
     {
-        if ((event.mask & IN_Q_OVERFLOW) != 0)
-            return true;
-        return (event.mask & eventsOfNoChange) == 0 && watches.contains(event.wd);
+        return (event.mask & IN_Q_OVERFLOW) != 0 || watches.contains(event.wd);
     }
 
     [[nodiscard]] bool tellChange(const Buffer& events, std::size_t size) const

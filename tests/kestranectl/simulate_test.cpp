@@ -202,6 +202,13 @@ TEST_F(RunSimulate, GoesOnAfterTheEndOfItsInputUntilItIsAskedToEnd)
     EXPECT_EQ(namesIn("Inbox").size(), 1U);
 }
 
+TEST_F(RunSimulate, RemovesWhatItWroteWhenNobodyReadsItsOutput)
+{
+    struct NobodyReads { };
+    EXPECT_THROW(std::ignore = run({}, [](std::string_view) { throw NobodyReads(); }), NobodyReads);
+    EXPECT_EQ(support::namesIn(root), std::vector<std::string> {});
+}
+
 TEST_F(RunSimulate, IsAProblemBesideAnApplicationThatRuns)
 {
     auto state = support::validState();

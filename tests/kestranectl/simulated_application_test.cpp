@@ -29,7 +29,7 @@ protected:
 
     SimulatedApplication application(const SimulateOptions& options = {}) const
     {
-        return { options, ownProcess, environment };
+        return SimulatedApplication(options, ownProcess, environment);
     }
 
     [[nodiscard]] bridge::BrowserBridgeState state() const
@@ -95,6 +95,14 @@ TEST_F(SimulatedApplicationTest, KeepsItsFilesPrivate)
     for (const char* const name : { "bridge-token", "state.json", "preferences.json" })
         EXPECT_EQ(support::permissionsOf(path(name)), 0600U) << name;
     EXPECT_EQ(support::permissionsOf(path("Commands/" + namesIn("Commands").at(0))), 0600U);
+}
+
+TEST_F(SimulatedApplicationTest, LeavesADirectoryThatIsThereAsItIs)
+{
+    support::makeDirectory(root, 0755);
+    auto played = application();
+    ASSERT_EQ(sentence(played.start()), "done");
+    EXPECT_EQ(support::permissionsOf(root), 0755U);
 }
 
 TEST_F(SimulatedApplicationTest, MakesATokenOfItsOwn)
@@ -325,6 +333,16 @@ TEST_F(SimulatedApplicationTest, RemovesWhatItWrote)
     EXPECT_EQ(support::namesIn(root), Names { "Commands" });
     EXPECT_EQ(namesIn("Commands"), Names {});
     EXPECT_FALSE(host::liveAppState(now, environment));
+}
+
+TEST_F(SimulatedApplicationTest, RemovesWhatItWroteAlsoWhenNobodyHasItLeave)
+{
+    {
+        auto played = application();
+        ASSERT_EQ(sentence(played.start()), "done");
+        EXPECT_EQ(support::namesIn(root).size(), 3U);
+    }
+    EXPECT_EQ(support::namesIn(root), Names {});
 }
 
 TEST_F(SimulatedApplicationTest, LeavesWhatWasThereBefore)

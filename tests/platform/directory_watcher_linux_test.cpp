@@ -70,6 +70,36 @@ TEST(DirectoryWatcherOnLinux, TakesLostEventsForAChange)
     EXPECT_EQ(watching.happened(), nothing);
 }
 
+// How many directories this process watches (proc_pid_fdinfo(5)).
+int watchCount()
+{
+    int count = 0;
+    for (const std::string& descriptor : support::namesIn("/proc/self/fdinfo")) {
+        // The descriptor of the listing itself is gone by now.
+        const std::string path = "/proc/self/fdinfo/" + descriptor;
+        if (!support::exists(path))
+            continue;
+        const std::string text = support::readFile(path);
+        for (auto at = text.find("inotify wd:"); at != std::string::npos;
+            at = text.find("inotify wd:", at + 1))
+            ++count;
+    }
+    return count;
+}
+
+TEST(DirectoryWatcherOnLinux, LeavesNoDirectoryWatchedThatIsNoLongerNamed)
+{
+    const TemporaryDirectory directory;
+    const TemporaryDirectory other;
+    const int before = watchCount();
+    Watching watching(directory.path());
+    EXPECT_EQ(watchCount(), before + 1);
+    watching.watch(other.path());
+    EXPECT_EQ(watchCount(), before + 1);
+    watching.watch(other / "missing");
+    EXPECT_EQ(watchCount(), before);
+}
+
 TEST(DirectoryWatcherOnLinux, WaitsOnWhenInterrupted)
 {
     const TemporaryDirectory directory;
