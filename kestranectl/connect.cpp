@@ -19,15 +19,10 @@ namespace kestranectl {
 
 namespace {
 
-// No store gives this one to an extension, and hosts do not look at it.
-const std::string identifierOfNoExtension(32, 'a');
-
 std::string extensionIdentifier(const ConnectOptions& options)
 {
-    if (!options.extensionIdentifier.empty())
-        return options.extensionIdentifier;
-    const auto& builtIn = builtInExtensionIdentifiers();
-    return builtIn.empty() ? identifierOfNoExtension : builtIn.front();
+    return options.extensionIdentifier.empty() ? usualExtensionIdentifier()
+                                               : options.extensionIdentifier;
 }
 
 std::string hostPath(const ConnectOptions& options)

@@ -26,4 +26,11 @@ const std::vector<std::string>& builtInExtensionIdentifiers()
     return identifiers;
 }
 
+std::string usualExtensionIdentifier()
+{
+    constexpr std::size_t identifierLength = 32;
+    const auto& identifiers = builtInExtensionIdentifiers();
+    return identifiers.empty() ? std::string(identifierLength, 'a') : identifiers.front();
+}
+
 } // namespace kestranectl

@@ -16,7 +16,6 @@ namespace kestranectl {
 namespace {
 
 using std::chrono::milliseconds;
-using Clock = std::chrono::steady_clock;
 
 using LengthPrefix = std::uint32_t;
 
@@ -26,11 +25,6 @@ std::string frame(std::string_view payload)
     std::string bytes(sizeof length, '\0');
     std::memcpy(bytes.data(), &length, sizeof length);
     return bytes.append(payload);
-}
-
-milliseconds remaining(Clock::time_point deadline)
-{
-    return std::max(milliseconds(0), std::chrono::ceil<milliseconds>(deadline - Clock::now()));
 }
 
 std::string secondsText(milliseconds time)
@@ -68,13 +62,13 @@ std::expected<std::size_t, std::string> checkedLength(std::string_view header)
 // Reads what is left of the output; yields how many bytes that were, none where the end did not
 // come in time.
 std::optional<std::size_t> sizeOfRest(
-    const platform::ChildProcess& process, Clock::time_point deadline)
+    const platform::ChildProcess& process, const platform::TimeLimit& limit)
 {
     std::array<char, 4096> piece {};
     std::size_t size = 0;
     for (;;) {
-        const auto count = process.read(piece, remaining(deadline));
-        if (!count || (*count > 0 && Clock::now() >= deadline))
+        const auto count = process.read(piece, limit.remaining());
+        if (!count || (*count > 0 && limit.remaining() == milliseconds::zero()))
             return std::nullopt;
         if (*count == 0)
             return size;
@@ -126,28 +120,28 @@ std::expected<HostConnection, std::string> HostConnection::open(
 
 std::expected<std::string, std::string> HostConnection::ask(std::string_view request) const
 {
-    const auto deadline = Clock::now() + timeout_;
+    const platform::TimeLimit limit(timeout_);
     // A host that takes nothing any more says by its end why; the reading finds it.
     if (const auto sent = process_.write(frame(request), timeout_);
         !sent && sent.error().code != EPIPE)
         return sentence("The request cannot be sent: " + platform::message(sent.error()) + ".");
     std::array<char, sizeof(LengthPrefix)> header {};
-    if (const auto filled = fill(header, false, deadline); !filled)
+    if (const auto filled = fill(header, false, limit); !filled)
         return sentence(filled.error());
     const auto length = checkedLength({ header.data(), header.size() });
     if (!length)
         return sentence(length.error());
     std::string answer(*length, '\0');
-    if (const auto filled = fill(answer, true, deadline); !filled)
+    if (const auto filled = fill(answer, true, limit); !filled)
         return sentence(filled.error());
     return answer;
 }
 
 std::expected<void, std::string> HostConnection::fill(
-    std::span<char> buffer, bool isBegun, Clock::time_point deadline) const
+    std::span<char> buffer, bool isBegun, const platform::TimeLimit& limit) const
 {
     while (!buffer.empty()) {
-        const auto count = process_.read(buffer, remaining(deadline));
+        const auto count = process_.read(buffer, limit.remaining());
         if (count && *count > 0) {
             buffer = buffer.subspan(*count);
             isBegun = true;
@@ -166,12 +160,12 @@ std::expected<void, std::string> HostConnection::fill(
 std::vector<std::string> HostConnection::close()
 {
     std::vector<std::string> faults;
-    const auto deadline = Clock::now() + timeToEnd_;
+    const platform::TimeLimit limit(timeToEnd_);
     process_.closeInput();
-    if (const auto size = sizeOfRest(process_, deadline); size.value_or(0) > 0)
+    if (const auto size = sizeOfRest(process_, limit); size.value_or(0) > 0)
         faults.push_back("The host wrote " + std::to_string(*size)
             + " bytes that nobody asked for; browsers take the first four of them for a length.");
-    if (auto fault = faultOf(process_.wait(remaining(deadline)), timeToEnd_))
+    if (auto fault = faultOf(process_.wait(limit.remaining()), timeToEnd_))
         faults.push_back(std::move(*fault));
     return faults;
 }

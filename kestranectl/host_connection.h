@@ -3,6 +3,7 @@
 // (Chrome for Developers, "Native messaging", section "Native messaging protocol".)
 
 #include "platform/child_process.h"
+#include "platform/time_limit.h"
 
 #include <chrono>
 #include <cstddef>
@@ -48,7 +49,7 @@ private:
 
     // Reads that many bytes of an answer, of which something was read before or not.
     [[nodiscard]] std::expected<void, std::string> fill(
-        std::span<char> buffer, bool isBegun, std::chrono::steady_clock::time_point deadline) const;
+        std::span<char> buffer, bool isBegun, const platform::TimeLimit& limit) const;
 
     platform::ChildProcess process_;
     std::chrono::milliseconds timeout_;

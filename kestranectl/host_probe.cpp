@@ -3,6 +3,7 @@
 #include "kestranectl/extension_identifiers.h"
 #include "kestranectl/manifest.h"
 #include "platform/child_process.h"
+#include "platform/time_limit.h"
 
 #include <algorithm>
 #include <array>
@@ -13,29 +14,17 @@ namespace kestranectl {
 namespace {
 
 using std::chrono::milliseconds;
-using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t keptBytes = 256;
 
-// The origin of an extension that the host is for, or of none.
-std::string origin()
-{
-    const auto& identifiers = builtInExtensionIdentifiers();
-    return extensionOrigin(identifiers.empty() ? std::string(32, 'a') : identifiers.front());
-}
-
-milliseconds remaining(Clock::time_point deadline)
-{
-    return std::max(milliseconds(0), std::chrono::ceil<milliseconds>(deadline - Clock::now()));
-}
-
-// Up to the end of the output, the last byte that is kept, or the deadline.
-std::string beginningOfOutput(const platform::ChildProcess& process, Clock::time_point deadline)
+// Up to the end of the output, the last byte that is kept, or the end of the time.
+std::string beginningOfOutput(
+    const platform::ChildProcess& process, const platform::TimeLimit& limit)
 {
     std::array<char, keptBytes> buffer {};
     std::span<char> rest = buffer;
     while (!rest.empty()) {
-        const auto count = process.read(rest, remaining(deadline));
+        const auto count = process.read(rest, limit.remaining());
         if (!count || *count == 0)
             break;
         rest = rest.subspan(*count);
@@ -47,16 +36,16 @@ std::string beginningOfOutput(const platform::ChildProcess& process, Clock::time
 
 HostProbe probeHost(const std::string& hostPath, milliseconds timeout)
 {
-    const auto deadline = Clock::now() + timeout;
+    const platform::TimeLimit limit(timeout);
     auto process = platform::ChildProcess::start({
-        .arguments = { hostPath, origin() },
+        .arguments = { hostPath, extensionOrigin(usualExtensionIdentifier()) },
         .workingDirectory = hostPath.substr(0, std::max<std::size_t>(hostPath.rfind('/'), 1)),
     });
     if (!process)
         return { .startError = process.error() };
     process->closeInput();
-    HostProbe probe { .output = beginningOfOutput(*process, deadline) };
-    if (const auto end = process->wait(remaining(deadline))) {
+    HostProbe probe { .output = beginningOfOutput(*process, limit) };
+    if (const auto end = process->wait(limit.remaining())) {
         probe.status = end->status;
         probe.signal = end->signal;
     }

@@ -1,5 +1,7 @@
 #include "platform/detached_process.h"
 
+#include "platform/null_terminated.h"
+
 #include <cerrno>
 #include <csignal>
 
@@ -10,17 +12,6 @@
 namespace platform {
 
 namespace {
-
-// The form in which programs are handed over; the result points into `texts`.
-std::vector<char*> nullTerminated(std::vector<std::string>& texts)
-{
-    std::vector<char*> pointers;
-    pointers.reserve(texts.size() + 1);
-    for (std::string& text : texts)
-        pointers.push_back(text.data());
-    pointers.push_back(nullptr);
-    return pointers;
-}
 
 // From here on, up to the exec, nothing but calls that are safe between fork and exec, as after a
 // signal.

@@ -123,7 +123,7 @@ void DirectoryWatcher::watch(std::span<const std::string> directories)
 FileResult<Awakening> DirectoryWatcher::wait(
     const EndRequests& endRequests, std::optional<int> input, std::optional<milliseconds> timeout)
 {
-    const TimeLimit limit(timeout);
+    const auto limit = timeout ? std::optional<TimeLimit>(*timeout) : std::nullopt;
     constexpr int passedOver = -1; // by poll(2)
     std::array<pollfd, 3> awaited { {
         { .fd = state_->descriptor, .events = POLLIN, .revents = 0 },
@@ -131,7 +131,7 @@ FileResult<Awakening> DirectoryWatcher::wait(
         { .fd = endRequests.descriptor(), .events = POLLIN, .revents = 0 },
     } };
     for (;;) {
-        const auto remaining = limit.remaining();
+        const auto remaining = limit ? std::optional(limit->remaining()) : std::nullopt;
         if (::poll(awaited.data(), awaited.size(), pollTimeout(remaining)) < 0) {
             if (errno != EINTR)
                 return std::unexpected(FileError { errno });

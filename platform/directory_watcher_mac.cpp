@@ -198,14 +198,15 @@ void DirectoryWatcher::watch(std::span<const std::string> directories)
 FileResult<Awakening> DirectoryWatcher::wait(
     const EndRequests& endRequests, std::optional<int> input, std::optional<milliseconds> timeout)
 {
-    const TimeLimit limit(timeout);
+    const auto limit = timeout ? std::optional<TimeLimit>(*timeout) : std::nullopt;
     // Adding what is there already changes nothing.
     if (!state_->apply(change(endRequests.descriptor(), EVFILT_READ, EV_ADD)))
         return std::unexpected(FileError { errno });
     const bool isInputAwaited = state_->awaitInput(input);
     for (;;) {
-        const auto remaining
-            = isInputAwaited ? limit.remaining() : std::optional(milliseconds::zero());
+        auto remaining = limit ? std::optional(limit->remaining()) : std::nullopt;
+        if (!isInputAwaited)
+            remaining = milliseconds::zero();
         auto awakening = state_->takeEvents(endRequests.descriptor(), remaining);
         if (!awakening)
             return awakening;

@@ -1,5 +1,7 @@
 #include "platform/item_status.h"
 
+#include "platform/file_kind.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
@@ -25,15 +27,6 @@ struct FreeMemory {
 std::unexpected<FileError> lastError()
 {
     return std::unexpected(FileError { errno });
-}
-
-FileKind kindOf(mode_t mode)
-{
-    if (S_ISREG(mode))
-        return FileKind::regular;
-    if (S_ISDIR(mode))
-        return FileKind::directory;
-    return S_ISLNK(mode) ? FileKind::symbolicLink : FileKind::other;
 }
 
 FileResult<ItemStatus> statusAt(const std::string& path, int flags)

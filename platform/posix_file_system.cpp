@@ -3,6 +3,7 @@
 #include "platform/descriptor_io.h"
 #include "platform/descriptor_status.h"
 #include "platform/directory_names.h"
+#include "platform/file_kind.h"
 #include "platform/remove_tree.h"
 
 #include <cerrno>
@@ -29,17 +30,6 @@ FileResult<void> outcome(int result)
     if (result != 0)
         return lastError();
     return {};
-}
-
-FileKind kindOf(mode_t mode)
-{
-    if (S_ISREG(mode))
-        return FileKind::regular;
-    if (S_ISDIR(mode))
-        return FileKind::directory;
-    if (S_ISLNK(mode))
-        return FileKind::symbolicLink;
-    return FileKind::other;
 }
 
 FileAttributes attributesFrom(const struct stat& status)

@@ -1,5 +1,7 @@
 #include "platform/program_start.h"
 
+#include "platform/null_terminated.h"
+
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
@@ -142,17 +144,6 @@ std::vector<std::string> environmentWith(const std::vector<std::string>& added)
             all.emplace_back(*variable);
     }
     return all;
-}
-
-// The form in which programs are handed over; the result points into `texts`.
-std::vector<char*> nullTerminated(std::vector<std::string>& texts)
-{
-    std::vector<char*> pointers;
-    pointers.reserve(texts.size() + 1);
-    for (std::string& text : texts)
-        pointers.push_back(text.data());
-    pointers.push_back(nullptr);
-    return pointers;
 }
 
 } // namespace

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <optional>
 
 namespace platform {
 
@@ -11,26 +10,23 @@ class TimeLimit {
 public:
     using Milliseconds = std::chrono::milliseconds;
 
-    /// Runs from now; without a value there is no limit.
-    explicit TimeLimit(std::optional<Milliseconds> timeout)
+    /// Runs from now.
+    explicit TimeLimit(Milliseconds timeout)
+        : end_(Clock::now() + timeout)
     {
-        if (timeout)
-            end_ = Clock::now() + *timeout;
     }
 
     /// What is left, rounded up so that nobody wakes up too early; zero when it is over.
-    [[nodiscard]] std::optional<Milliseconds> remaining() const
+    [[nodiscard]] Milliseconds remaining() const
     {
-        if (!end_)
-            return std::nullopt;
-        const auto left = std::chrono::ceil<Milliseconds>(*end_ - Clock::now());
+        const auto left = std::chrono::ceil<Milliseconds>(end_ - Clock::now());
         return std::max(left, Milliseconds::zero());
     }
 
 private:
     using Clock = std::chrono::steady_clock;
 
-    std::optional<Clock::time_point> end_;
+    Clock::time_point end_;
 };
 
 } // namespace platform
