@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -34,7 +35,7 @@ protected:
 
 TEST_F(Permissions, WhatTheHostMakesIsPrivateUnderEveryUmask)
 {
-    for (const mode_t mask : { 0000U, 0022U, 0077U, 0777U }) {
+    for (const mode_t mask : std::initializer_list<mode_t> { 0000, 0022, 0077, 0777 }) {
         SCOPED_TRACE(mask);
         std::filesystem::remove_all(pathOf("Inbox"));
         std::filesystem::remove_all(pathOf("Readiness"));
