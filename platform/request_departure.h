@@ -30,6 +30,8 @@ public:
         : clock_(clock)
     {
     }
+    RequestDeparture(RequestDeparture&&) = delete;
+    RequestDeparture& operator=(RequestDeparture&&) = delete;
     RequestDeparture(const RequestDeparture&) = delete;
     RequestDeparture& operator=(const RequestDeparture&) = delete;
 

@@ -4,7 +4,7 @@
 
 #include <cstdlib>
 
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl*,misc-use-internal-linkage,readability-identifier-naming):
+// NOLINTBEGIN(cert-dcl*,misc-use-internal-linkage,readability-identifier-naming):
 // the library's names
 namespace __gnu_cxx {
 
@@ -16,4 +16,4 @@ void __verbose_terminate_handler()
 }
 
 } // namespace __gnu_cxx
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl*,misc-use-internal-linkage,readability-identifier-naming)
+// NOLINTEND(cert-dcl*,misc-use-internal-linkage,readability-identifier-naming)
