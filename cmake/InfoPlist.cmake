@@ -1,10 +1,9 @@
-# kestrane_embed_info_plist(TARGET IDENTIFIER): macOS: the executable carries a property list that says what it is.
-# Elsewhere nothing.
-function(kestrane_embed_info_plist target plist_identifier)
+# kestrane_embed_info_plist(TARGET IDENTIFIER NAME): macOS: the executable carries a property list that says what it is; the
+# name is for people. Elsewhere nothing.
+function(kestrane_embed_info_plist target plist_identifier plist_name)
     if(NOT APPLE)
         return()
     endif()
-    set(plist_name ${target})
     set(plist ${CMAKE_CURRENT_BINARY_DIR}/${target}.plist)
     configure_file(${PROJECT_SOURCE_DIR}/cmake/macos/Info.plist.in ${plist} @ONLY)
     file(READ ${plist} plist_text)
