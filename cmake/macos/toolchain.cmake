@@ -9,12 +9,15 @@ set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES KESTRANE_MACOS_ARCHITECTURE)
 
 get_filename_component(kestrane_root ${CMAKE_CURRENT_LIST_DIR}/../.. ABSOLUTE)
 set(kestrane_compiler ${kestrane_root}/build/macos-toolchain/compiler)
+# For every other level of optimisation the compiler builds its C++ library once more when it links, a minute each: so
+# also what CMake tries out is optimised like the release, and not linked where it can be helped.
 foreach(language IN ITEMS C CXX OBJCXX)
-    set(CMAKE_${language}_FLAGS_INIT "-target ${KESTRANE_MACOS_ARCHITECTURE}-macos.11.0")
+    set(CMAKE_${language}_FLAGS_INIT "-target ${KESTRANE_MACOS_ARCHITECTURE}-macos.11.0 -O3 -s")
 endforeach()
 set(CMAKE_C_COMPILER ${kestrane_compiler} cc)
 set(CMAKE_CXX_COMPILER ${kestrane_compiler} c++)
 set(CMAKE_OBJCXX_COMPILER ${kestrane_compiler} c++)
+set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 set(CMAKE_AR llvm-ar-19)
 set(CMAKE_RANLIB llvm-ranlib-19)
 set(CMAKE_INSTALL_NAME_TOOL llvm-install-name-tool-19)
