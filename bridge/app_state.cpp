@@ -8,7 +8,7 @@ StoreResult<BrowserBridgeState> BrowserBridgeStore::readState(
     const platform::FileSystem& fileSystem) const
 {
     const auto contents = readLimitedRegularFile(
-        appendingPathComponent(rootURL, "state.json"), maximumStateBytes, fileSystem);
+        appendingPathComponent(rootURL, stateFileName), maximumStateBytes, fileSystem);
     if (!contents)
         return std::unexpected(contents.error());
     auto state = decodeBrowserBridgeState(*contents);
@@ -23,7 +23,7 @@ std::optional<bool> BrowserBridgeStore::readPreferences(
     std::string_view token, const platform::FileSystem& fileSystem) const
 {
     const auto contents = readLimitedRegularFile(
-        appendingPathComponent(rootURL, "preferences.json"), maximumPreferencesBytes, fileSystem);
+        appendingPathComponent(rootURL, preferencesFileName), maximumPreferencesBytes, fileSystem);
     if (!contents)
         return std::nullopt;
     const auto preferences = decodeBrowserBridgePreferencesEnvelope(*contents);

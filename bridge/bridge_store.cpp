@@ -18,8 +18,8 @@ namespace {
 
 constexpr std::size_t tokenCharacters = 64;
 
-// No file that the host reads may be larger than a command file.
-constexpr std::size_t largestMaximumBytes = maximumCommandBytes;
+// No file in the bridge directory may be larger than an event's.
+constexpr std::size_t largestMaximumBytes = maximumEventEnvelopeBytes;
 
 bool isASCIIToken(std::string_view text)
 {
@@ -113,7 +113,7 @@ std::expected<std::string, BrowserBridgeStoreError> BrowserBridgeStore::readToke
     const platform::FileSystem& fileSystem) const
 {
     auto contents = readLimitedRegularFile(
-        appendingPathComponent(rootURL, "bridge-token"), maximumTokenBytes, fileSystem);
+        appendingPathComponent(rootURL, tokenFileName), maximumTokenBytes, fileSystem);
     if (!contents || !isValidToken(*contents))
         return std::unexpected(BrowserBridgeStoreError::tokenUnavailable);
     return *std::move(contents);

@@ -46,6 +46,14 @@ template <typename Value> using StoreResult = std::expected<Value, StoreFailure>
 /// The user-facing text of `failure`. It names no path and holds no data.
 [[nodiscard]] std::string message(const StoreFailure& failure);
 
+// What the bridge directory holds.
+inline constexpr std::string_view tokenFileName = "bridge-token";
+inline constexpr std::string_view stateFileName = "state.json";
+inline constexpr std::string_view preferencesFileName = "preferences.json";
+inline constexpr std::string_view inboxDirectoryName = "Inbox";
+inline constexpr std::string_view commandsDirectoryName = "Commands";
+inline constexpr std::string_view readinessDirectoryName = "Readiness";
+
 // Limits in bytes.
 inline constexpr std::int64_t maximumTokenBytes = 128;
 inline constexpr std::int64_t maximumStateBytes = 4096;
@@ -132,8 +140,8 @@ struct BrowserBridgeStore {
     const std::string& path, const platform::FileSystem& fileSystem);
 
 /// Reads the regular file at `location`, at most `maximumBytes` bytes, which must be no more than
-/// `maximumCommandBytes`. An empty file yields empty contents. Never waits and never follows a
-/// symbolic link at the end of the path. Fails with the file system's error if there is no such
+/// `maximumEventEnvelopeBytes`. An empty file yields empty contents. Never waits and never follows
+/// a symbolic link at the end of the path. Fails with the file system's error if there is no such
 /// item, with malformedEnvelope if it is no regular file, with payloadTooLarge if it holds more
 /// than `maximumBytes` (also if it grew after its size was asked), otherwise with the file system's
 /// error.

@@ -47,7 +47,7 @@ std::vector<BrowserBridgeCommand> BrowserBridgeStore::consumeCommands(std::strin
     std::string_view browserBundleIdentifier, const std::optional<base::UUID>& sessionIdentifier,
     base::Timestamp now, const platform::FileSystem& fileSystem, double maximumAge) const
 {
-    const std::string directory = appendingPathComponent(rootURL, "Commands");
+    const std::string directory = appendingPathComponent(rootURL, commandsDirectoryName);
     auto listing = fileSystem.visibleNames(directory);
     if (!listing)
         return {};

@@ -59,7 +59,7 @@ StoreResult<void> BrowserBridgeStore::writeInboxEvent(std::string_view eventData
     if (encoded->size() > maximumEventEnvelopeBytes)
         return std::unexpected(BrowserBridgeStoreError::payloadTooLarge);
 
-    const std::string directory = appendingPathComponent(rootURL, "Inbox");
+    const std::string directory = appendingPathComponent(rootURL, inboxDirectoryName);
     if (const auto ensured = ensurePrivateDirectory(directory, fileSystem); !ensured)
         return std::unexpected(ensured.error());
     const auto name = eventFileName(receivedAt);

@@ -32,7 +32,7 @@ StoreResult<void> BrowserBridgeStore::writeReadiness(const BrowserBridgeReadines
     if (encoded->size() > maximumReadinessEnvelopeBytes)
         return std::unexpected(BrowserBridgeStoreError::payloadTooLarge);
 
-    const std::string directory = appendingPathComponent(rootURL, "Readiness");
+    const std::string directory = appendingPathComponent(rootURL, readinessDirectoryName);
     if (const auto ensured = ensurePrivateDirectory(directory, fileSystem); !ensured)
         return std::unexpected(ensured.error());
     const auto browser = events::supportedBrowser(readiness.browserBundleIdentifier);

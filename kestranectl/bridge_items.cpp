@@ -1,7 +1,6 @@
 #include "kestranectl/bridge_items.h"
 
 #include "events/browser_activity_event.h"
-#include "kestranectl/event_file.h"
 
 #include <cerrno>
 #include <concepts>
@@ -227,7 +226,8 @@ bridge::StoreResult<BridgeItem> readCommandItem(
 bridge::StoreResult<BridgeItem> readEventItem(
     const platform::Location& location, std::string_view token, const platform::FileSystem& files)
 {
-    const auto contents = readEventFile(location, files);
+    constexpr auto limit = static_cast<std::int64_t>(bridge::maximumEventEnvelopeBytes);
+    const auto contents = bridge::readLimitedRegularFile(location, limit, files);
     if (!contents)
         return std::unexpected(contents.error());
     const auto envelope = bridge::decodeBrowserBridgeEnvelope(*contents);

@@ -10,10 +10,6 @@ namespace kestranectl {
 
 namespace {
 
-constexpr std::string_view tokenFileName = "bridge-token";
-constexpr std::string_view stateFileName = "state.json";
-constexpr std::string_view preferencesFileName = "preferences.json";
-
 using ItemReader = bridge::StoreResult<BridgeItem> (*)(
     const platform::Location&, std::string_view, const platform::FileSystem&);
 
@@ -44,9 +40,9 @@ public:
             return std::move(snapshot_);
         lookAtToken();
         areEventsKnown_ = snapshot_.token() == previous_.token();
-        add(BridgeSubject::state, stateFileName, readStateItem(environment_));
-        add(BridgeSubject::preferences, preferencesFileName,
-            readPreferencesItem(path(preferencesFileName), snapshot_.token(), files()));
+        add(BridgeSubject::state, bridge::stateFileName, readStateItem(environment_));
+        add(BridgeSubject::preferences, bridge::preferencesFileName,
+            readPreferencesItem(path(bridge::preferencesFileName), snapshot_.token(), files()));
         for (const BridgeSubject subject :
             { BridgeSubject::readiness, BridgeSubject::command, BridgeSubject::event })
             lookAtDirectory(subject);
@@ -84,12 +80,13 @@ private:
     void lookAtToken()
     {
         if (auto token = environment_.store.readToken(files())) {
-            add(BridgeSubject::token, tokenFileName, BridgeItem { .secret = *std::move(token) });
+            add(BridgeSubject::token, bridge::tokenFileName,
+                BridgeItem { .secret = *std::move(token) });
             return;
         }
-        const auto attributes = files().attributes(path(tokenFileName));
+        const auto attributes = files().attributes(path(bridge::tokenFileName));
         if (attributes || attributes.error().code != ENOENT)
-            add(BridgeSubject::token, tokenFileName,
+            add(BridgeSubject::token, bridge::tokenFileName,
                 BridgeItem { .problem = "not a readable file of exactly 64 hexadecimal digits" });
     }
 
@@ -154,7 +151,7 @@ bool saysTheSame(const BridgeItem& left, const BridgeItem& right)
 
 std::string_view BridgeSnapshot::token() const
 {
-    const auto found = items.find({ BridgeSubject::token, std::string(tokenFileName) });
+    const auto found = items.find({ BridgeSubject::token, std::string(bridge::tokenFileName) });
     return found == items.end() ? std::string_view() : std::string_view(found->second.secret);
 }
 
@@ -168,11 +165,11 @@ std::string_view directoryName(BridgeSubject subject)
 {
     switch (subject) {
     case BridgeSubject::readiness:
-        return "Readiness";
+        return bridge::readinessDirectoryName;
     case BridgeSubject::command:
-        return "Commands";
+        return bridge::commandsDirectoryName;
     case BridgeSubject::event:
-        return "Inbox";
+        return bridge::inboxDirectoryName;
     default:
         return {};
     }

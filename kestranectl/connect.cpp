@@ -164,8 +164,7 @@ void askEachLine(Conversation& conversation, int input)
 std::optional<std::string> misuse(const ConnectOptions& options)
 {
     if (!isExtensionIdentifier(extensionIdentifier(options)))
-        return "\"" + printable(extensionIdentifier(options))
-            + "\" is no identifier of an extension; those have 32 letters from a to p.";
+        return printable(notAnExtensionIdentifier(extensionIdentifier(options)));
     for (const std::string& request : options.requests) {
         if (!requestText(request, {}))
             return noRequest(request);

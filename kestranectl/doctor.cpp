@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cmath>
 #include <cstddef>
 #include <utility>
@@ -88,8 +87,7 @@ std::optional<std::string> usageProblem(const DoctorOptions& options)
             return "No browser is known as \"" + browser + "\".";
     }
     if (!options.extensionIdentifier.empty() && !isExtensionIdentifier(options.extensionIdentifier))
-        return '"' + options.extensionIdentifier
-            + R"(" is no extension identifier: those are 32 letters from "a" to "p".)";
+        return notAnExtensionIdentifier(options.extensionIdentifier);
     return std::nullopt;
 }
 
@@ -115,17 +113,12 @@ void Examination::unknown(std::string subject, std::string text, std::string adv
     add(*this, Verdict::unknown, std::move(subject), std::move(text), std::move(advice));
 }
 
-bool saysAbsent(platform::FileError error)
-{
-    return error.code == ENOENT || error.code == ENOTDIR;
-}
-
 Presence presenceOf(const std::string& path)
 {
     const auto status = platform::statusOfTarget(path);
     if (status)
         return Presence::present;
-    return saysAbsent(status.error()) ? Presence::absent : Presence::unknown;
+    return platform::saysAbsent(status.error()) ? Presence::absent : Presence::unknown;
 }
 
 void reportHidden(Examination& examination, const std::string& subject, const std::string& path,

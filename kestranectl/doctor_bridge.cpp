@@ -41,7 +41,7 @@ bool examineRoot(Examination& examination, const std::string& root)
 {
     const std::string subject = "bridge directory";
     const auto status = platform::statusOfTarget(root);
-    if (!status && saysAbsent(status.error())) {
+    if (!status && platform::saysAbsent(status.error())) {
         examination.bad(subject, root + " is not there: Kestrane has not run for this user.",
             "Start Kestrane.");
         return false;
@@ -84,7 +84,7 @@ std::optional<std::string> examineToken(
     Examination& examination, const bridge::BrowserBridgeStore& store)
 {
     const std::string subject = "token";
-    const std::string path = bridge::appendingPathComponent(store.rootURL, "bridge-token");
+    const std::string path = bridge::appendingPathComponent(store.rootURL, bridge::tokenFileName);
     auto token = store.readToken(platform::localFileSystem());
     if (!token) {
         examination.bad(subject, tokenProblem(path), startAdvice);
@@ -142,7 +142,7 @@ void examineSession(Examination& examination, const bridge::BrowserBridgeState& 
 void examineState(Examination& examination, const bridge::BrowserBridgeStore& store)
 {
     const std::string subject = "application";
-    const std::string path = bridge::appendingPathComponent(store.rootURL, "state.json");
+    const std::string path = bridge::appendingPathComponent(store.rootURL, bridge::stateFileName);
     const auto state = store.readState(platform::localFileSystem());
     if (!state) {
         examination.bad(subject,
@@ -165,7 +165,8 @@ void examinePreferences(Examination& examination, const bridge::BrowserBridgeSto
     const std::optional<std::string>& token)
 {
     const std::string subject = "preferences";
-    const std::string path = bridge::appendingPathComponent(store.rootURL, "preferences.json");
+    const std::string path
+        = bridge::appendingPathComponent(store.rootURL, bridge::preferencesFileName);
     const auto labels = store.readPreferences(token.value_or(""), platform::localFileSystem());
     if (labels) {
         examination.good(subject,

@@ -50,7 +50,7 @@ bool examineProfiles(Examination& examination, const BrowserLocation& browser)
             "browser", displayName(browser) + " has its profiles in " + directory + '.');
         return true;
     }
-    if (!saysAbsent(status.error())) {
+    if (!platform::saysAbsent(status.error())) {
         reportHidden(examination, "browser", directory, status.error());
         return true;
     }
@@ -137,7 +137,7 @@ void examineBrowser(Examination& examination, const BrowserLocation& browser)
             examineManifest(examination, browser, path);
             return;
         }
-        if (!saysAbsent(status.error())) {
+        if (!platform::saysAbsent(status.error())) {
             reportHidden(examination, subject, path, status.error());
             return;
         }

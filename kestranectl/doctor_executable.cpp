@@ -93,7 +93,7 @@ bool examineContents(Examination& examination, const std::string& path)
 bool examineItem(Examination& examination, const std::string& path)
 {
     const auto status = platform::statusOfTarget(path);
-    if (!status && saysAbsent(status.error())) {
+    if (!status && platform::saysAbsent(status.error())) {
         const bool isLink = platform::statusOfItem(path).has_value();
         examination.bad(subject,
             path + (isLink ? " is a link that leads nowhere." : " is not there.")

@@ -29,9 +29,6 @@ enum class Presence : std::uint8_t { present, absent, unknown };
 /// absence.
 [[nodiscard]] Presence presenceOf(const std::string& path);
 
-/// Whether the error says that nothing is at a path.
-[[nodiscard]] bool saysAbsent(platform::FileError error);
-
 /// A finding for what the system does not let be seen, with what can be done about that.
 void reportHidden(Examination& examination, const std::string& subject, const std::string& path,
     platform::FileError error);

@@ -129,19 +129,20 @@ void examineQueues(Examination& examination, const std::string& root, const std:
 {
     examineQueue(examination,
         { .subject = "commands",
-            .directory = bridge::appendingPathComponent(root, "Commands"),
+            .directory = bridge::appendingPathComponent(root, bridge::commandsDirectoryName),
             .ending = ".command",
             .singular = "command",
             .nobodyTakesThem = "no extension has asked its host since.",
             .advice = "Open the browser and see that the extension is switched on." });
     examineQueue(examination,
         { .subject = "events",
-            .directory = bridge::appendingPathComponent(root, "Inbox"),
+            .directory = bridge::appendingPathComponent(root, bridge::inboxDirectoryName),
             .ending = ".event",
             .singular = "event",
             .nobodyTakesThem = "Kestrane does not take them.",
             .advice = "Restart Kestrane." });
-    examineReadiness(examination, bridge::appendingPathComponent(root, "Readiness"), token);
+    examineReadiness(
+        examination, bridge::appendingPathComponent(root, bridge::readinessDirectoryName), token);
 }
 
 } // namespace kestranectl

@@ -97,7 +97,7 @@ bool examineTrust(Examination& examination, const std::string& subject, const st
     for (const std::string& place : placesOf(path)) {
         const auto status = platform::statusOfItem(place);
         if (!status) {
-            if (!saysAbsent(status.error()))
+            if (!platform::saysAbsent(status.error()))
                 reportHidden(examination, subject, place, status.error());
             isTrusted = false;
             continue;

@@ -147,6 +147,12 @@ bool isExtensionIdentifier(std::string_view text)
     });
 }
 
+std::string notAnExtensionIdentifier(std::string_view text)
+{
+    return '"' + std::string(text)
+        + R"(" is no extension identifier: those are 32 letters from "a" to "p".)";
+}
+
 std::string extensionOrigin(std::string_view identifier)
 {
     return std::string(scheme) + std::string(identifier) + '/';

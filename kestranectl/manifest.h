@@ -32,6 +32,9 @@ struct Manifest {
 /// Whether `text` is an extension's identifier: 32 letters from "a" to "p".
 [[nodiscard]] bool isExtensionIdentifier(std::string_view text);
 
+/// For people: that `text` is none.
+[[nodiscard]] std::string notAnExtensionIdentifier(std::string_view text);
+
 /// "chrome-extension://IDENTIFIER/", the slash included: without it browsers find no host.
 [[nodiscard]] std::string extensionOrigin(std::string_view identifier);
 

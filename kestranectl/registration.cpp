@@ -38,16 +38,11 @@ Outcome failed(std::string_view what, const std::string& path, platform::FileErr
     return { .text = std::move(text), .isProblem = true };
 }
 
-bool isMissing(platform::FileError error)
-{
-    return error.code == ENOENT || error.code == ENOTDIR;
-}
-
 // Whether nothing is at the path. Where the system does not tell, something may be.
 bool isAbsent(const std::string& path)
 {
     const auto status = platform::statusOfTarget(path);
-    return !status && isMissing(status.error());
+    return !status && platform::saysAbsent(status.error());
 }
 
 void report(const std::string& displayName, const Outcome& outcome, const Console& console)
@@ -104,7 +99,7 @@ std::optional<std::string> identifierProblem(const std::vector<std::string>& ide
         identifiers, [](const std::string& text) { return isExtensionIdentifier(text); });
     if (wrong == identifiers.end())
         return std::nullopt;
-    return '"' + *wrong + R"(" is no extension identifier: those are 32 letters from "a" to "p".)";
+    return notAnExtensionIdentifier(*wrong);
 }
 
 // Why a manifest is not to be written for the browser, in words that follow its name.
@@ -153,7 +148,7 @@ std::expected<Present, std::string> present(
     const std::string& path, const Manifest& manifest, bool force)
 {
     const auto status = platform::statusOfItem(path);
-    if (!status && isMissing(status.error()))
+    if (!status && platform::saysAbsent(status.error()))
         return Present::nothing;
     if (!status)
         return std::unexpected("it cannot be looked at: " + message(status.error()) + '.');
@@ -244,7 +239,7 @@ Outcome removeManifest(const std::string& path, const UnregisterOptions& options
     if (path.empty())
         return { .text = "skipped, as it is not known where it looks for hosts here" };
     const auto status = platform::statusOfItem(path);
-    if (!status && isMissing(status.error()))
+    if (!status && platform::saysAbsent(status.error()))
         return { .text = "has no " + path };
     if (!status)
         return failed("looking at", path, status.error());

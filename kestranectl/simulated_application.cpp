@@ -18,11 +18,6 @@ namespace {
 
 using Outcome = SimulatedApplication::Outcome;
 
-constexpr std::string_view tokenFileName = "bridge-token";
-constexpr std::string_view stateFileName = "state.json";
-constexpr std::string_view preferencesFileName = "preferences.json";
-constexpr std::string_view commandDirectoryName = "Commands";
-
 // How often the application writes its state, in seconds. Two writings may be lost before it counts
 // as gone.
 constexpr double stateInterval = 3.0;
@@ -147,7 +142,7 @@ Outcome SimulatedApplication::ensureToken()
         preferences_.token = *std::move(token);
         return {};
     }
-    const std::string itsPath = path(tokenFileName);
+    const std::string itsPath = path(bridge::tokenFileName);
     const auto absent = isAbsent(itsPath, environment_.fileSystem);
     if (!absent)
         return failure(itsPath + " cannot be looked at", absent.error());
@@ -160,12 +155,12 @@ Outcome SimulatedApplication::ensureToken()
         return failure("A token cannot be made", token.error());
     preferences_.token = *token;
     madeToken_ = true;
-    return write(tokenFileName, *std::move(token));
+    return write(bridge::tokenFileName, *std::move(token));
 }
 
 Outcome SimulatedApplication::ensurePreferences()
 {
-    const std::string itsPath = path(preferencesFileName);
+    const std::string itsPath = path(bridge::preferencesFileName);
     const auto absent = isAbsent(itsPath, environment_.fileSystem);
     if (!absent)
         return failure(itsPath + " cannot be looked at", absent.error());
@@ -175,7 +170,7 @@ Outcome SimulatedApplication::ensurePreferences()
 
 Outcome SimulatedApplication::writePreferences()
 {
-    return write(preferencesFileName, bridge::encode(preferences_));
+    return write(bridge::preferencesFileName, bridge::encode(preferences_));
 }
 
 Outcome SimulatedApplication::writeState()
@@ -185,7 +180,7 @@ Outcome SimulatedApplication::writeState()
         return alone;
     state_.updatedAt = environment_.services.now();
     wroteState_ = true;
-    return write(stateFileName, bridge::encode(state_));
+    return write(bridge::stateFileName, bridge::encode(state_));
 }
 
 std::chrono::milliseconds SimulatedApplication::untilNextState() const
@@ -274,14 +269,14 @@ Outcome SimulatedApplication::send(bridge::BrowserBridgeCommand command)
         return failure("A command cannot be made", identifier.error());
     command.id = *identifier;
     command.createdAt = environment_.services.now();
-    const std::string directory = path(commandDirectoryName);
+    const std::string directory = path(bridge::commandsDirectoryName);
     if (const auto made = bridge::ensurePrivateDirectory(directory, environment_.fileSystem); !made)
         return failure("The directory " + directory + " cannot be made", made.error());
     std::erase_if(commandPaths_, [this](const std::string& commandPath) {
         return isAbsent(commandPath, environment_.fileSystem).value_or(false);
     });
     const std::string name = bridge::appendingPathComponent(
-        commandDirectoryName, base::upperCaseText(command.id) + ".command");
+        bridge::commandsDirectoryName, base::upperCaseText(command.id) + ".command");
     commandPaths_.push_back(path(name));
     return write(name,
         bridge::encode(bridge::BrowserBridgeCommandEnvelope {
@@ -315,13 +310,13 @@ std::vector<std::string> SimulatedApplication::leave()
         return failures;
     const auto state = environment_.store.readState(fileSystem);
     if (wroteState && state && state->appProcessIdentifier == state_.appProcessIdentifier)
-        removeFile(path(stateFileName), fileSystem, failures);
+        removeFile(path(bridge::stateFileName), fileSystem, failures);
     for (const std::string& commandPath : commandPaths)
         removeFile(commandPath, fileSystem, failures);
     if (madePreferences)
-        removeFile(path(preferencesFileName), fileSystem, failures);
+        removeFile(path(bridge::preferencesFileName), fileSystem, failures);
     if (madeToken && environment_.store.readToken(fileSystem) == preferences_.token)
-        removeFile(path(tokenFileName), fileSystem, failures);
+        removeFile(path(bridge::tokenFileName), fileSystem, failures);
     return failures;
 }
 

@@ -46,6 +46,11 @@ FileResult<ItemStatus> statusAt(const std::string& path, int flags)
 
 } // namespace
 
+bool saysAbsent(FileError error)
+{
+    return error.code == ENOENT || error.code == ENOTDIR;
+}
+
 FileResult<ItemStatus> statusOfItem(const std::string& path)
 {
     return statusAt(path, AT_SYMLINK_NOFOLLOW);

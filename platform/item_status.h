@@ -19,6 +19,10 @@ struct ItemStatus {
     base::Timestamp modifiedAt; // in whole seconds
 };
 
+/// Whether the error says that nothing is at a path. Every other one, of permissions above all,
+/// leaves that open.
+[[nodiscard]] bool saysAbsent(FileError error);
+
 /// The item itself; a symbolic link at the end of the path is not followed.
 [[nodiscard]] FileResult<ItemStatus> statusOfItem(const std::string& path);
 

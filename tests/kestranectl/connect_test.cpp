@@ -249,9 +249,8 @@ TEST_F(RunConnect, StartsNothingWhereTheCommandLineMakesNoSense)
         { std::string(31, 'a'), std::string(33, 'a'), std::string(31, 'a') + 'q' }) {
         options.extensionIdentifier = identifier;
         EXPECT_EQ(run("touch started", { "ping" }), ExitStatus::usage);
-        EXPECT_TRUE(
-            error.ends_with("is no identifier of an extension; those have 32 letters from a "
-                            "to p.\n"));
+        EXPECT_TRUE(error.ends_with(
+            "is no extension identifier: those are 32 letters from \"a\" to \"p\".\n"));
         EXPECT_FALSE(exists(host().directory() + "/started"));
     }
 }
